@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Prompt.h"
+#include "Settings.h"
+#include "SettingsStore.h"
+#include "SharedValues.h"
+
+#include "link/Clock.h"
+#include "link/LinkHub.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace mivel {
+
+// Where the program keeps its files: the settings file in configDir; the diagnostic trace,
+// record files and logs in dataDir. `--config DIR` puts both in DIR.
+struct AppPaths {
+    QString configDir;
+    QString dataDir;
+    static AppPaths standard();
+    static AppPaths inDirectory(const QString& dir) { return {dir, dir}; }
+};
+
+// What the program holds once for the whole process: the link, the settings copy, the shared
+// values and the seams to the outside. Everything that was module-level state is reached here.
+class AppContext {
+public:
+    AppContext(std::unique_ptr<SettingsStore> store, std::unique_ptr<Prompt> prompt,
+               SerialDeviceFactory makeDevice, AppPaths paths, Clock& clock = Clock::system(),
+               const QString& serialTracePath = {});
+    ~AppContext();
+
+    LinkHub& hub() { return hub_; }
+    Settings& settings() { return settings_; }
+    SharedValues& shared() { return shared_; }
+    SettingsStore& store() { return *store_; }
+    Prompt& prompt() { return *prompt_; }
+    Clock& clock() { return hub_.clock(); }
+    const AppPaths& paths() const { return paths_; }
+
+    // Replaces the prompt (the console swaps the headless log prompt for message boxes).
+    void setPrompt(std::unique_ptr<Prompt> prompt) { prompt_ = std::move(prompt); }
+
+private:
+    std::unique_ptr<SettingsStore> store_;
+    std::unique_ptr<Prompt> prompt_;
+    AppPaths paths_;
+    LinkHub hub_;
+    Settings settings_;
+    SharedValues shared_;
+};
+
+} // namespace mivel

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <deque>
+#include <vector>
+
+namespace mivel {
+
+// Every message box and confirmation goes through this seam: message boxes in the console,
+// scripted answers in tests, a log line in headless mode.
+class Prompt {
+public:
+    enum class Icon { None, Information, Warning, Question, Critical };
+    enum class Buttons { Ok, OkCancel, YesNo, YesNoCancel };
+    enum class Answer { Ok, Cancel, Yes, No };
+
+    virtual ~Prompt() = default;
+    virtual Answer ask(const QString& text, const QString& title, Icon icon = Icon::None,
+                       Buttons buttons = Buttons::Ok) = 0;
+
+    void inform(const QString& text, const QString& title, Icon icon = Icon::None) {
+        ask(text, title, icon, Buttons::Ok);
+    }
+    bool confirm(const QString& text, const QString& title,
+                 Icon icon = Icon::Question) { // OK/Cancel: true on OK
+        return ask(text, title, icon, Buttons::OkCancel) == Answer::Ok;
+    }
+    // A short sound for a refused entry (a Goto to a position that is not a number).
+    virtual void beep() {}
+};
+
+// Headless: every message becomes a log line and questions take their first button.
+class LogPrompt final : public Prompt {
+public:
+    Answer ask(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
+};
+
+// Tests: answers come from a queue (OK when it is empty) and every message is kept.
+class ScriptedPrompt final : public Prompt {
+public:
+    struct Shown {
+        QString text;
+        QString title;
+        Icon icon;
+        Buttons buttons;
+    };
+    std::deque<Answer> answers;
+    std::vector<Shown> shown;
+    int beeps = 0;
+
+    Answer ask(const QString& text, const QString& title, Icon icon, Buttons buttons) override {
+        shown.push_back({text, title, icon, buttons});
+        if (answers.empty())
+            return buttons == Buttons::YesNo || buttons == Buttons::YesNoCancel ? Answer::Yes
+                                                                                : Answer::Ok;
+        const Answer a = answers.front();
+        answers.pop_front();
+        return a;
+    }
+    void beep() override { ++beeps; }
+    QStringList texts() const {
+        QStringList out;
+        for (const auto& s : shown)
+            out << s.text;
+        return out;
+    }
+};
+
+} // namespace mivel

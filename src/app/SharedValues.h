@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+
+namespace mivel {
+
+// Temperature-compensation state, shared by the consoles, the compensation dialog and the
+// focuser object. Written by the reply parsers.
+struct TempCompState {
+    std::int16_t mode = 0; // 0 off, 1 automatic, 2 manual
+    float coefficient = 0; // counts per degree Fahrenheit
+    std::int32_t movementThreshold = 0;
+    bool paramsReceived = false; // a :tcc or :tcm was accepted; never cleared
+    bool dialogOpen = false;
+    float sensorSlope = 0;  // :sl1 / 100000, degrees F per raw unit
+    float sensorOffset = 0; // :of1 / 100000
+    float sensorTemp = 0;   // :tca x slope + offset
+    bool active() const { return mode != 0; }
+};
+
+// Values that several holders of the link need, held once for the process.
+struct SharedValues {
+    double ambientTemp = 0;   // :t1 / 100
+    double primaryTemp = 0;   // :t2 / 100
+    double secondaryTemp = 0; // :t3 / 100
+    QString versionText;      // :vr
+    TempCompState tempComp;
+    std::int32_t wrapCounter = 0;        // :wr, 1/200 degree
+    std::int16_t focusRecordState = 0;   // 0, 4 or 8, from :frp
+    std::int16_t rotatorRecordState = 0; // 0, 4 or 8, from :rrp
+    bool pendingU0 = false;              // the unit reported force-motor-off (:mb)
+    bool mainConsoleOpen = false;
+    std::int16_t skyLinkState = 6; // the sky link's initial state
+    std::int16_t unwrapChoice = 0; // set by the unwrap dialog: 0 cancel, 1, 2
+    bool rotIndicatorOpen = false;
+    bool portChanged = false; // the setup dialog changed the port
+};
+
+} // namespace mivel

@@ -1,0 +1,128 @@
+#pragma once
+
+#include "Clock.h"
+#include "Serial.h"
+#include "SerialDevice.h"
+#include "Waits.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace mivel {
+
+// The sharing of the one serial link. Every window or object that talks to the unit holds a
+// Connector; the first one creates the shared Serial, the last one tears the link down. Every
+// received chunk is broadcast to every receiver, in subscription order, and then the pending
+// waits are rechecked.
+class LinkHub : public QObject {
+    Q_OBJECT
+public:
+    enum class Audience {
+        Console, // consoles stop receiving while a firmware transfer reads the port itself
+        Driver,
+    };
+    using Receive = std::function<void(std::string_view chunk)>;
+
+    explicit LinkHub(SerialDeviceFactory makeDevice, Clock& clock = Clock::system(),
+                     QString tracePath = {}, QObject* parent = nullptr);
+    ~LinkHub() override;
+
+    // The shared Serial, or nullptr before the first connector (or ensureSerial()).
+    Serial* serial() const { return serial_.get(); }
+    // Creates the shared Serial if there is none: the one job of the program's start.
+    Serial& ensureSerial();
+    int connectorCount() const { return connectors_; }
+
+    // While a firmware transfer runs, no chunk is handed to a console.
+    bool firmwareTransfer() const { return firmwareTransfer_; }
+    void setFirmwareTransfer(bool on) { firmwareTransfer_ = on; }
+
+    Clock& clock() const { return clock_; }
+    Waits& waits() { return waits_; }
+
+    // A receiver stays subscribed while the returned handle lives.
+    class Subscription {
+    public:
+        Subscription() = default;
+        Subscription(Subscription&& o) noexcept { *this = std::move(o); }
+        Subscription& operator=(Subscription&& o) noexcept;
+        Subscription(const Subscription&) = delete;
+        Subscription& operator=(const Subscription&) = delete;
+        ~Subscription() { reset(); }
+        void reset();
+
+    private:
+        friend class LinkHub;
+        Subscription(LinkHub* hub, quint64 id)
+            : hub_(hub)
+            , id_(id) {}
+        QPointer<LinkHub> hub_;
+        quint64 id_ = 0;
+    };
+    [[nodiscard]] Subscription subscribe(Audience audience, Receive receive);
+    int receiverCount() const { return int(receivers_.size()); }
+
+    // Work to do when the last connector goes: close the shared data file, stop the
+    // process-wide timer, release outside programs' objects. Runs before lastConnectorGone.
+    void addTeardown(std::function<void()> work) { teardown_.push_back(std::move(work)); }
+
+    // Delivers a chunk as if the shared Serial had received it.
+    void deliver(const QByteArray& chunk);
+
+signals:
+    // A connector created the shared Serial: the shared values it clears are cleared by the
+    // slots of this signal.
+    void serialCreated();
+    // The last connector went: the link is torn down and the process should end with exit code
+    // 0, unless the process model says otherwise (the console decides).
+    void lastConnectorGone();
+    // A received chunk reached every receiver.
+    void chunkDelivered();
+
+private:
+    friend class Connector;
+    void addConnector();
+    void releaseConnector();
+    void unsubscribe(quint64 id);
+
+    struct Receiver {
+        quint64 id;
+        Audience audience;
+        Receive receive;
+    };
+
+    SerialDeviceFactory makeDevice_;
+    Clock& clock_;
+    QString tracePath_;
+    std::unique_ptr<Serial> serial_;
+    Waits waits_;
+    std::vector<Receiver> receivers_;
+    quint64 nextId_ = 0;
+    int connectors_ = 0;
+    bool firmwareTransfer_ = false;
+    std::vector<std::function<void()>> teardown_;
+};
+
+// A holder of the shared link. Creating one adds a user; destroying the last one tears the link
+// down.
+class Connector {
+public:
+    explicit Connector(LinkHub& hub);
+    ~Connector();
+    Connector(const Connector&) = delete;
+    Connector& operator=(const Connector&) = delete;
+
+    // The shared Serial ("Class" of the holder).
+    Serial& serial() const { return *hub_.serial(); }
+    LinkHub& hub() const { return hub_; }
+
+private:
+    LinkHub& hub_;
+};
+
+} // namespace mivel

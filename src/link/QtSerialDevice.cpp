@@ -1,0 +1,82 @@
+#include "SerialDevice.h"
+
+#include <QLoggingCategory>
+#include <QSerialPort>
+
+Q_LOGGING_CATEGORY(lcDevice, "mivel.device")
+
+namespace mivel {
+namespace {
+
+class QtSerialDevice final : public SerialDevice {
+public:
+    QtSerialDevice() {
+        port_.setBaudRate(9600);
+        port_.setDataBits(QSerialPort::Data8);
+        port_.setParity(QSerialPort::NoParity);
+        port_.setStopBits(QSerialPort::OneStop);
+        port_.setFlowControl(QSerialPort::NoFlowControl);
+        port_.setReadBufferSize(4096);
+        connect(&port_, &QSerialPort::readyRead, this, &SerialDevice::readyRead);
+        connect(&port_, &QSerialPort::errorOccurred, this, &QtSerialDevice::onError);
+    }
+
+    void setPortName(const QString& name) override { port_.setPortName(name); }
+    QString portName() const override { return port_.portName(); }
+    void setBaudRate(qint32 baud) override { port_.setBaudRate(baud); }
+
+    bool open(QString* error) override {
+        if (port_.open(QIODevice::ReadWrite)) {
+            lostReported_ = false;
+            return true;
+        }
+        if (error)
+            *error = port_.errorString();
+        return false;
+    }
+    void close() override {
+        if (port_.isOpen())
+            port_.close();
+    }
+    bool isOpen() const override { return port_.isOpen(); }
+    qint64 write(const QByteArray& data) override { return port_.write(data); }
+    QByteArray readAll() override { return port_.readAll(); }
+    qint64 bytesAvailable() const override { return port_.bytesAvailable(); }
+    qint64 bytesToWrite() const override { return port_.bytesToWrite(); }
+    void clear() override { port_.clear(QSerialPort::AllDirections); }
+
+private:
+    void onError(QSerialPort::SerialPortError e) {
+        switch (e) {
+        case QSerialPort::NoError:
+        case QSerialPort::OpenError:
+        case QSerialPort::DeviceNotFoundError:
+        case QSerialPort::PermissionError:
+        case QSerialPort::UnsupportedOperationError: // DTR/RTS on a pseudo-terminal: harmless
+        case QSerialPort::TimeoutError:
+            return;
+        default:
+            break;
+        }
+        if (!port_.isOpen() || lostReported_)
+            return;
+        // A vanished device keeps reporting read errors at full speed until it is closed, so it
+        // is closed at the first one and reported once.
+        lostReported_ = true;
+        const QString reason = port_.errorString();
+        qCWarning(lcDevice) << "serial device" << port_.portName() << "lost:" << reason;
+        port_.close();
+        emit lost(reason);
+    }
+
+    QSerialPort port_;
+    bool lostReported_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<SerialDevice> makeQtSerialDevice() {
+    return std::make_unique<QtSerialDevice>();
+}
+
+} // namespace mivel
