@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ConsoleWindows.h"
 #include "Prompt.h"
 #include "Settings.h"
 #include "SettingsStore.h"
@@ -43,6 +44,10 @@ public:
     // Replaces the prompt (the console swaps the headless log prompt for message boxes).
     void setPrompt(std::unique_ptr<Prompt> prompt) { prompt_ = std::move(prompt); }
 
+    // The console's windows, or nullptr when there is no console (headless).
+    ConsoleWindows* windows() const { return windows_; }
+    void setWindows(ConsoleWindows* windows) { windows_ = windows; }
+
 private:
     std::unique_ptr<SettingsStore> store_;
     std::unique_ptr<Prompt> prompt_;
@@ -50,6 +55,7 @@ private:
     LinkHub hub_;
     Settings settings_;
     SharedValues shared_;
+    ConsoleWindows* windows_ = nullptr;
 };
 
 } // namespace mivel

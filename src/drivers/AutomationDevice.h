@@ -1,0 +1,67 @@
+#pragma once
+
+#include "link/AutomationError.h"
+#include "link/Task.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <span>
+
+namespace mivel {
+
+// What an automation client gets back from a member: the value the member returned and the
+// error it recorded on the way. Members trap their errors and carry on at the next statement,
+// so a call always returns; the error, if any, travels beside the value.
+struct CallResult {
+    QVariant value;
+    Status error;
+};
+
+// How a member of a driver object is reached.
+struct MemberInfo {
+    enum class Kind { Property, Method };
+    const char* name; // as the object names it: "Position", "TempCompCoefficient", "Move"
+    Kind kind;
+    bool readable;         // property get
+    bool writable;         // property let
+    QMetaType::Type type;  // value type of the property, or of the method's argument
+    const char* parameter; // the method's argument name ("Position", "Angle"), or nullptr
+};
+
+// A driver object as automation clients see it: named members, called by name. The transport
+// (Alpaca) maps its standard members and every extra member onto these.
+class AutomationDevice {
+public:
+    virtual ~AutomationDevice() = default;
+    virtual std::span<const MemberInfo> members() const = 0;
+    // Property get.
+    virtual Task<CallResult> get(const QString& member) = 0;
+    // Property let.
+    virtual Task<CallResult> set(const QString& member, const QVariant& value) = 0;
+    // Method call; args in the member's parameter order.
+    virtual Task<CallResult> call(const QString& method, const QVariantList& args) = 0;
+    // Whether a client has linked the object (Link / Connected).
+    virtual bool linked() const = 0;
+
+    const MemberInfo* member(const QString& name) const {
+        for (const auto& m : members())
+            if (name.compare(QLatin1String(m.name), Qt::CaseInsensitive) == 0)
+                return &m;
+        return nullptr;
+    }
+};
+
+// The driver objects of the process. Each is created when a client first addresses it and
+// lives until the server stops.
+class DeviceProvider {
+public:
+    enum class Kind { Focuser, Rotator, Temperature };
+    virtual ~DeviceProvider() = default;
+    virtual AutomationDevice& device(Kind kind) = 0;
+    // The object if it has been created, else nullptr.
+    virtual AutomationDevice* existing(Kind kind) const = 0;
+};
+
+} // namespace mivel
