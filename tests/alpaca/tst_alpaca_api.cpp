@@ -239,7 +239,7 @@ private slots:
     void temperatureObjectAsSwitches() {
         FakeDevice& t = f->temperature();
         QCOMPARE(f->get("/api/v1/switch/0/maxswitch").json()["Value"].toInt(), 13);
-        auto value = [&](const QByteArray& member, int id) {
+        auto value = [&](const QByteArray& member, int id) -> QJsonValue {
             return f->get("/api/v1/switch/0/" + member + "?Id=" + QByteArray::number(id))
                 .json()["Value"];
         };
