@@ -113,7 +113,7 @@ QByteArray command(Cmd cmd, Lead lead) {
     return frame(cmd, {}, lead);
 }
 
-QByteArray command(Cmd cmd, std::int64_t argument, Lead lead) {
+QByteArray integerCommand(Cmd cmd, std::int64_t argument, Lead lead) {
     return frame(cmd, QByteArray::number(qlonglong(argument)), lead);
 }
 

@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <concepts>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -107,12 +108,20 @@ enum class Lead : std::uint8_t { None, Space };
 // The command with no argument: command(Cmd::FocusStatus, Lead::Space) is " Q ".
 QByteArray command(Cmd cmd, Lead lead = Lead::None);
 // With a whole-number argument: command(Cmd::FocusMove, 12500) is "b12500 ".
-QByteArray command(Cmd cmd, std::int64_t argument, Lead lead = Lead::None);
+QByteArray integerCommand(Cmd cmd, std::int64_t argument, Lead lead);
+template <std::integral Int> QByteArray command(Cmd cmd, Int argument, Lead lead = Lead::None) {
+    return integerCommand(cmd, std::int64_t(argument), lead);
+}
 // With an argument written as text: command(Cmd::HeaterSetPoint, "2.5") is "P2.5 ".
 QByteArray command(Cmd cmd, const QString& argument, Lead lead = Lead::None);
-inline QByteArray command(Cmd cmd, const char* argument, Lead lead = Lead::None) {
+template <std::size_t N>
+QByteArray command(Cmd cmd, const char (&argument)[N], Lead lead = Lead::None) {
     return command(cmd, QString::fromLatin1(argument), lead);
 }
+// Fractional values have no implicit form on the wire: say how they are written (decimalText,
+// or a rounding to an integer).
+template <std::floating_point Real>
+QByteArray command(Cmd cmd, Real argument, Lead lead = Lead::None) = delete;
 // The six sensor coefficient uploads write their value with seven decimals: "A0.5000000 ".
 QByteArray sensorCoefficient(Cmd cmd, double value);
 // A single-precision value as a plain decimal number ("2.5", "-0.1", "10").

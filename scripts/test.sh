@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test: the unit and end-to-end tests, the
+# formatting check, and a short fuzzing run of the reply tokeniser under sanitizers.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+BUILD_DIR=build-test scripts/build.sh -DMIVEL_BUILD_TESTS=ON -DMIVEL_BUILD_BENCH=ON
+cmake --build build-test --target format-check
+export QT_QPA_PLATFORM=offscreen
+ctest --test-dir build-test --output-on-failure -j 2 --timeout 180
+scripts/fuzz.sh "${FUZZ_SECONDS:-30}"
