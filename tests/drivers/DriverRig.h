@@ -88,21 +88,22 @@ struct DriverRig {
     std::function<void(ScriptedUnit&)> prepareUnit;
     std::unique_ptr<AppContext> ctx;
 
-    DriverRig() {
+    // With no factory the line ends in a ScriptedUnit (`unit`).
+    explicit DriverRig(SerialDeviceFactory device = {}) {
         auto s = std::make_unique<MemorySettingsStore>();
         auto p = std::make_unique<ScriptedPrompt>();
         store = s.get();
         prompt = p.get();
-        ctx = std::make_unique<AppContext>(
-            std::move(s), std::move(p),
-            [this] {
+        if (!device)
+            device = [this] {
                 auto u = std::make_unique<ScriptedUnit>();
                 unit = u.get();
                 if (prepareUnit)
                     prepareUnit(*u);
                 return std::unique_ptr<SerialDevice>(std::move(u));
-            },
-            AppPaths::inDirectory(dir.path()), clock);
+            };
+        ctx = std::make_unique<AppContext>(std::move(s), std::move(p), std::move(device),
+                                           AppPaths::inDirectory(dir.path()), clock);
     }
 
     // Lets everything queued run: yields, received chunks, replies to them.
