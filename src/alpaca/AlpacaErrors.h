@@ -17,8 +17,8 @@ enum ErrorNumber : int {
     ActionNotImplemented = 0x40C,
     // The driver-specific range starts at 0x500.
     NoResponse = 0x500,  // the unit did not answer
-    PortFailure = 0x501, // the serial device failed
-    UnitFailure = 0x502, // any other failure of the unit or its link
+    PortFailure = 0x501, // the serial device failed (it would not open, it went away)
+    UnitFailure = 0x502, // any other failure
 };
 
 struct Error {
@@ -26,10 +26,9 @@ struct Error {
     QString message;
 };
 
-// The one place where an error recorded by a driver member becomes an Alpaca error. The message
-// is the member's own description; the number comes from the table in the implementation. A
-// driver may also state the Alpaca number itself: a number already in 0x400..0xFFF is kept as
-// it stands (the objects' own numbers are 0 and 1, so the two never meet).
+// The one place where an error recorded by a driver member becomes an Alpaca error: the driver
+// objects say what kind of failure each of their errors is, and the table in the implementation
+// gives each kind its number. The message is the member's own description.
 Error fromAutomationError(const AutomationError& error);
 
 } // namespace mivel::alpaca

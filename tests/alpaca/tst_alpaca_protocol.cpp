@@ -1,6 +1,7 @@
 // Alpaca values, parameters and the error mapping, without a server.
 
 #include "alpaca/AlpacaProtocol.h"
+#include "drivers/DriverErrors.h"
 #include "link/Serial.h"
 
 #include <QJsonArray>
@@ -43,15 +44,17 @@ private slots:
         row("Fan Mode is not Manual.", InvalidOperation);
         row("Secondary heater mode is not Manual.", InvalidOperation);
         row("Dew heater 2 Power value out of range.", InvalidValue);
-        // Consoles and the serial port object
-        row("Error:  The communications port is not open.", NotConnected);
+        // Arguments the member cannot take
+        row("Type mismatch", InvalidValue, 13);
+        row("Overflow", InvalidValue, 6);
+        // The serial port object, and others
         row("Timed out waiting for received data.", NoResponse, Serial::ErrorTimeout,
             "ASCOM Helper Serial Port Object");
         row("No such file or directory", PortFailure, Serial::ErrorDevice,
             "ASCOM Helper Serial Port Object");
         row("Something else entirely", UnitFailure, 5, "elsewhere");
-        // A driver may say the Alpaca number itself.
-        row("Show the console", NotImplemented, 0x400, "Mivel");
+        row("SetupDialog is not available: mivel runs without its console windows.", NotImplemented,
+            0x400);
     }
     void objectErrorsMapToAlpacaNumbers() {
         QFETCH(qint64, number);
@@ -61,6 +64,16 @@ private slots:
         const Error e = fromAutomationError({number, source, description});
         QCOMPARE(e.number, alpaca);
         QCOMPARE(e.message, description); // the member's own words
+    }
+
+    void everyErrorOfTheObjectsHasANumber() {
+        const QList<int> known{NotImplemented,   InvalidValue, ValueNotSet, NotConnected,
+                               InvalidOperation, NoResponse,   PortFailure, UnitFailure};
+        for (const DriverError* e : driverErrors())
+            QVERIFY2(known.contains(fromAutomationError(e->error).number),
+                     qPrintable(e->error.description));
+        // Only the last resort is a plain unit failure.
+        QVERIFY(fromAutomationError(errors::FanNotManual.error).number != UnitFailure);
     }
 
     void anErrorWithoutWordsStillSaysSomething() {
