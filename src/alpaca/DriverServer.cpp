@@ -1,0 +1,74 @@
+#include "DriverServer.h"
+
+#include "app/AppContext.h"
+
+namespace mivel::alpaca {
+
+DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServerOptions options,
+                           QObject* parent)
+    : QObject(parent)
+    , ctx_(ctx)
+    , options_(std::move(options)) {
+    DeviceIds ids = DeviceIds::load(ctx.paths().configDir, AlpacaServer::deviceTypes());
+    if (!ids.problem().isEmpty())
+        ctx.prompt().inform(ids.problem(), QStringLiteral("Mivel"), Prompt::Icon::Warning);
+    alpaca_ = std::make_unique<AlpacaServer>(devices, std::move(ids), ctx.clock());
+    alpaca_->setSettingsRows([this] { return settingsRows(); });
+    http_ = std::make_unique<http::Server>(
+        [this](const http::Request& r, http::Responder out) { alpaca_->handle(r, out); },
+        http::ServerLimits{}, ctx.clock());
+}
+
+DriverServer::~DriverServer() = default;
+
+bool DriverServer::start(QString* error) {
+    QString why;
+    if (!http_->listen(options_.listen, options_.alpacaPort, &why)) {
+        *error = QStringLiteral("cannot listen on %1 port %2: %3")
+                     .arg(options_.listen.toString())
+                     .arg(options_.alpacaPort)
+                     .arg(why);
+        return false;
+    }
+    if (!options_.discoveryActive())
+        return true;
+    discovery_ = std::make_unique<DiscoveryResponder>(http_->port(), options_.listen);
+    if (!discovery_->start(DiscoveryResponder::DefaultPort, &why)) {
+        // Discovery is a convenience: clients that know the address still reach the server.
+        ctx_.prompt().inform(QStringLiteral("Alpaca discovery is off: ") + why,
+                             QStringLiteral("Mivel"), Prompt::Icon::Warning);
+        discovery_.reset();
+    }
+    return true;
+}
+
+QString DriverServer::url() const {
+    const QHostAddress a = http_->address();
+    const QString host = a.protocol() == QAbstractSocket::IPv6Protocol
+                             ? QLatin1Char('[') + a.toString() + QLatin1Char(']')
+                             : a.toString();
+    return QStringLiteral("http://%1:%2").arg(host).arg(http_->port());
+}
+
+AlpacaServer::Rows DriverServer::settingsRows() const {
+    const Settings& s = ctx_.settings();
+    const Serial* serial = ctx_.hub().serial();
+    auto yes = [](bool b) { return b ? QStringLiteral("yes") : QStringLiteral("no"); };
+    return {
+        {"Serial device", serial ? serial->deviceName() : QStringLiteral("(none yet)")},
+        {"Port open", yes(serial && serial->connected())},
+        {"PORT", QString::number(s.port)},
+        {"PortDevice", s.portDevice},
+        {"ControlConsole", yes(s.controlConsole)},
+        {"StepSize", QString::number(s.stepSize)},
+        {"LargeStepSize", QString::number(s.largeStepSize)},
+        {"SmallStepSize", QString::number(s.smallStepSize)},
+        {"DornaLimit", QString::number(s.dornaLimit)},
+        {"AutoReverse", yes(s.autoReverse)},
+        {"Settings folder", ctx_.paths().configDir},
+        {"Alpaca server", url()},
+        {"Discovery", yes(discovery_ != nullptr)},
+    };
+}
+
+} // namespace mivel::alpaca

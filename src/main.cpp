@@ -1,0 +1,128 @@
+// mivel: the control console and Alpaca driver server of the Mivel unit. Options are parsed in
+// alpaca/ServerOptions; the server itself is alpaca/DriverServer over the driver objects.
+
+#include "alpaca/DriverServer.h"
+#include "alpaca/ServerOptions.h"
+#include "alpaca/StopSignals.h"
+#include "app/AppContext.h"
+#include "app/CheckRegistry.h"
+#include "app/SettingsStoreFactory.h"
+#include "drivers/DriverSet.h"
+#include "sim/PtyHost.h"
+#include "sim/SimDevice.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+using namespace mivel;
+
+namespace {
+
+int fail(const QString& line, int code = 1) {
+    QTextStream(stderr) << "mivel: " << line << Qt::endl;
+    return code;
+}
+
+// --simulate: the simulated unit runs in this process on a pseudo-terminal, and the program
+// reaches it through its real serial port code, as it would reach the hardware.
+class Simulation {
+public:
+    // The serial device to open, or an empty text and *error.
+    QString start(QString* error) {
+#ifdef Q_OS_UNIX
+        if (!dir_.isValid()) {
+            *error = QStringLiteral("cannot make a folder for the simulated unit's link");
+            return {};
+        }
+        const QString link = dir_.filePath(QStringLiteral("mivel-unit"));
+        return host_.start(link, error) ? link : QString();
+#else
+        return QStringLiteral("SIMULATED");
+#endif
+    }
+    // Where there are no pseudo-terminals the unit sits behind an in-memory device instead.
+    SerialDeviceFactory deviceFactory() {
+#ifdef Q_OS_UNIX
+        return makeQtSerialDevice;
+#else
+        return [this] { return sim::makeSimDevice(unit_); };
+#endif
+    }
+
+private:
+    sim::SimulatedUnit unit_;
+#ifdef Q_OS_UNIX
+    QTemporaryDir dir_;
+    sim::PtyHost host_{unit_};
+#endif
+};
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QStringList args;
+    for (int i = 0; i < argc; ++i)
+        args << QString::fromLocal8Bit(argv[i]);
+    const ParsedOptions parsed = parseServerOptions(args);
+    if (!parsed.options)
+        return fail(parsed.error + QStringLiteral(" (mivel --help lists the options)"), 2);
+    const ServerOptions& options = *parsed.options;
+    if (options.help) {
+        QTextStream(stdout) << serverUsage();
+        return 0;
+    }
+    const bool headless = options.headless || !displayAvailable();
+
+    // CONSOLE: with a display the console windows run in this process beside the driver server.
+    // Their start belongs here: a QApplication instead of the QCoreApplication below, the
+    // console's prompt and windows installed into the context (ctx.setPrompt, ctx.setWindows)
+    // once it exists, and the main console shown before app.exec(). Until the console is
+    // built, mivel serves the drivers alone either way.
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("mivel"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(MIVEL_VERSION));
+    if (!quitOnStopSignals(&app))
+        return fail(QStringLiteral("cannot watch for stop signals"));
+
+    const AppPaths paths = options.configDir.isEmpty() ? AppPaths::standard()
+                                                       : AppPaths::inDirectory(options.configDir);
+    Simulation simulation;
+    QString portDevice = options.portDevice;
+    if (options.simulate) {
+        QString why;
+        portDevice = simulation.start(&why);
+        if (portDevice.isEmpty())
+            return fail(QStringLiteral("cannot start the simulated unit: ") + why);
+    }
+    AppContext ctx(openSettingsStore(paths), std::make_unique<LogPrompt>(),
+                   options.simulate ? simulation.deviceFactory() : makeQtSerialDevice, paths);
+    checkRegistry(ctx);
+    if (!portDevice.isEmpty())
+        ctx.settings().portDevice = portDevice; // for this run; the stored port stays
+
+    Serial& serial = ctx.hub().ensureSerial();
+    serial.setPort(ctx.settings().port);
+    if (!ctx.settings().portDevice.isEmpty())
+        serial.setDevicePath(ctx.settings().portDevice);
+    if (const Status opened = serial.setConnected(true); opened) {
+        const QString line = QStringLiteral("cannot open the serial port %1: %2")
+                                 .arg(serial.deviceName(), opened->description);
+        if (headless)
+            return fail(line);
+        ctx.prompt().inform(line, QStringLiteral("Vark"), Prompt::Icon::Warning);
+    }
+
+    DriverSet drivers(ctx);
+    alpaca::DriverServer server(ctx, drivers, options);
+    QString why;
+    if (!server.start(&why))
+        return fail(why);
+    QTextStream(stdout) << "mivel: Alpaca driver server on " << server.url() << ", unit on "
+                        << serial.deviceName() << Qt::endl;
+
+    const int code = QCoreApplication::exec();
+    serial.setConnected(false);
+    return code;
+}
