@@ -1,0 +1,279 @@
+// The Alpaca server under load, as clients see it over real TCP: the server, the driver objects
+// and the simulated unit (paced at the line's real 9600 baud) run in the main thread as in the
+// mivel program; the clients run in a second thread with their own event loop.
+//
+//   1. 32 clients polling cached reads as fast as they can: requests/s, p50 and p99 latency.
+//   2. 1..64 clients each polling position and ismoving at 10 Hz: commands written to the unit
+//      per second, which must stay at the focuser's bound of one status query per 500 ms.
+//   3. 20 clients reading the focuser's temperature at once from a silent unit: total time.
+//
+// Usage: alpaca_bench [seconds per run, default 5]
+
+#include "alpaca/DriverServer.h"
+#include "app/AppContext.h"
+#include "app/MemorySettingsStore.h"
+#include "drivers/DriverSet.h"
+#include "sim/OutputLine.h"
+#include "sim/SimDevice.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+using namespace mivel;
+
+namespace {
+
+// One keep-alive client: sends a GET, waits for the whole answer, records how long it took, and
+// sends the next one at once (closed loop) or on its next 100 ms tick (10 Hz).
+class Client : public QObject {
+public:
+    Client(quint16 port, QList<QByteArray> targets, int periodMs)
+        : targets_(std::move(targets))
+        , periodMs_(periodMs) {
+        socket_.setParent(this);
+        connect(&socket_, &QTcpSocket::readyRead, this, &Client::onReadyRead);
+        connect(&socket_, &QTcpSocket::connected, this, &Client::send);
+        socket_.connectToHost(QHostAddress::LocalHost, port);
+        if (periodMs_ > 0) {
+            tick_.setParent(this);
+            connect(&tick_, &QTimer::timeout, this, [this] {
+                if (!inFlight_)
+                    send();
+            });
+            tick_.start(periodMs_);
+        }
+    }
+    void stop() {
+        stopped_ = true;
+        tick_.stop();
+    }
+    std::vector<qint64> latenciesNs;
+    int errors = 0;
+
+private:
+    void send() {
+        if (stopped_ || inFlight_)
+            return;
+        inFlight_ = true;
+        const QByteArray& target = targets_[next_++ % targets_.size()];
+        sentAt_.start();
+        socket_.write("GET " + target + " HTTP/1.1\r\nHost: bench\r\n\r\n");
+    }
+    void onReadyRead() {
+        in_ += socket_.readAll();
+        const qsizetype end = in_.indexOf("\r\n\r\n");
+        if (end < 0)
+            return;
+        const qsizetype at = in_.indexOf("Content-Length: ");
+        const qsizetype length = in_.mid(at + 16, in_.indexOf('\r', at) - at - 16).toLongLong();
+        if (in_.size() < end + 4 + length)
+            return;
+        const QByteArray body = in_.mid(end + 4, length);
+        in_.remove(0, end + 4 + length);
+        latenciesNs.push_back(sentAt_.nsecsElapsed());
+        if (!body.contains("\"ErrorNumber\":0"))
+            ++errors;
+        inFlight_ = false;
+        if (periodMs_ == 0)
+            send();
+    }
+
+    QTcpSocket socket_;
+    QTimer tick_;
+    QList<QByteArray> targets_;
+    int periodMs_;
+    int next_ = 0;
+    bool inFlight_ = false;
+    bool stopped_ = false;
+    QElapsedTimer sentAt_;
+    QByteArray in_;
+};
+
+// The client thread: creates and stops clients on request.
+class Load : public QObject {
+public:
+    void startClients(quint16 port, int count, QList<QByteArray> targets, int periodMs) {
+        for (int i = 0; i < count; ++i) {
+            QList<QByteArray> mine = targets;
+            std::rotate(mine.begin(), mine.begin() + i % mine.size(), mine.end());
+            clients_.push_back(std::make_unique<Client>(port, mine, periodMs));
+        }
+    }
+    // Stops and removes the clients; their latencies, and the number of error replies.
+    std::pair<std::vector<qint64>, int> finish() {
+        std::vector<qint64> all;
+        int errors = 0;
+        for (auto& c : clients_) {
+            c->stop();
+            all.insert(all.end(), c->latenciesNs.begin(), c->latenciesNs.end());
+            errors += c->errors;
+        }
+        clients_.clear();
+        return {all, errors};
+    }
+    int answered() const {
+        int n = 0;
+        for (const auto& c : clients_)
+            n += int(c->latenciesNs.size());
+        return n;
+    }
+
+private:
+    std::vector<std::unique_ptr<Client>> clients_;
+};
+
+struct Server {
+    Server() {
+        unit.setPacing(sim::OutputLine::LineMsPerChar);
+        ctx = std::make_unique<AppContext>(
+            std::make_unique<MemorySettingsStore>(), std::make_unique<LogPrompt>(),
+            [this] { return sim::makeSimDevice(unit); }, AppPaths::inDirectory(dir.path()));
+        drivers = std::make_unique<DriverSet>(*ctx);
+        ServerOptions options;
+        options.alpacaPort = 0;
+        server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
+        QString error;
+        if (!server->start(&error))
+            qFatal("cannot listen: %s", qPrintable(error));
+    }
+    ~Server() {
+        server.reset();
+        drivers.reset();
+        ctx.reset();
+    }
+    QTemporaryDir dir;
+    sim::SimulatedUnit unit;
+    std::unique_ptr<AppContext> ctx;
+    std::unique_ptr<DriverSet> drivers;
+    std::unique_ptr<alpaca::DriverServer> server;
+};
+
+void runFor(qint64 ms) {
+    QEventLoop loop;
+    QTimer::singleShot(int(ms), &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+template <class F> auto inLoadThread(Load& load, F f) {
+    std::invoke_result_t<F, Load&> result;
+    QMetaObject::invokeMethod(
+        &load, [&] { result = f(load); }, Qt::BlockingQueuedConnection);
+    return result;
+}
+
+double percentileMs(std::vector<qint64>& v, double p) {
+    if (v.empty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    return double(v[std::min(v.size() - 1, size_t(p * double(v.size())))]) / 1e6;
+}
+
+// A request from the main thread, answered while the server runs.
+void request(quint16 port, const QByteArray& method, const QByteArray& target,
+             const QByteArray& form = {}) {
+    QTcpSocket s;
+    s.connectToHost(QHostAddress::LocalHost, port);
+    s.waitForConnected();
+    s.write(method + " " + target +
+            " HTTP/1.1\r\nContent-Length: " + QByteArray::number(form.size()) + "\r\n\r\n" + form);
+    QByteArray in;
+    QEventLoop loop;
+    QObject::connect(&s, &QTcpSocket::readyRead, &loop, [&] {
+        in += s.readAll();
+        if (in.contains("\r\n\r\n{") && in.endsWith('}'))
+            loop.quit();
+    });
+    loop.exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QCoreApplication app(argc, argv);
+    const qint64 runMs = (argc > 1 ? QByteArray(argv[1]).toInt() : 5) * 1000;
+
+    Server s;
+    const quint16 port = s.server->port();
+    request(port, "PUT", "/api/v1/focuser/0/connected", "Connected=true");
+    request(port, "PUT", "/api/v1/switch/0/connected", "Connected=true");
+
+    QThread thread;
+    Load load;
+    load.moveToThread(&thread);
+    thread.start();
+
+    // 1. Cached reads, closed loop.
+    {
+        const QList<QByteArray> reads{"/api/v1/focuser/0/position", "/api/v1/focuser/0/ismoving",
+                                      "/api/v1/switch/0/getswitchvalue?Id=9"};
+        inLoadThread(load, [&](Load& l) {
+            l.startClients(port, 32, reads, 0);
+            return 0;
+        });
+        runFor(runMs);
+        auto [lat, errors] = inLoadThread(load, [](Load& l) { return l.finish(); });
+        std::printf("1. 32 clients, cached reads (focuser position, ismoving; ambient temperature "
+                    "switch):\n   %.0f requests/s, p50 %.2f ms, p99 %.2f ms, %d error replies\n",
+                    double(lat.size()) * 1000.0 / double(runMs), percentileMs(lat, 0.5),
+                    percentileMs(lat, 0.99), errors);
+    }
+
+    // 2. Commands to the unit as clients grow, each polling at 10 Hz.
+    std::printf("2. clients polling position and ismoving at 10 Hz each:\n"
+                "   clients  requests/s  commands/s  \" Q \"/s  p99 ms\n");
+    const QList<QByteArray> polls{"/api/v1/focuser/0/position", "/api/v1/focuser/0/ismoving"};
+    for (int clients : {1, 2, 4, 8, 16, 32, 64}) {
+        runFor(600); // the previous run's last query is out of the way
+        s.unit.clearReceived();
+        inLoadThread(load, [&](Load& l) {
+            l.startClients(port, clients, polls, 100);
+            return 0;
+        });
+        runFor(runMs);
+        auto [lat, errors] = inLoadThread(load, [](Load& l) { return l.finish(); });
+        const QByteArray sent = s.unit.receivedBytes();
+        const double seconds = double(runMs) / 1000.0;
+        int commands = 0; // each command is one word between spaces
+        for (const QByteArray& word : sent.split(' '))
+            commands += word.isEmpty() ? 0 : 1;
+        std::printf("   %7d  %10.0f  %10.1f  %7.1f  %6.2f%s\n", clients,
+                    double(lat.size()) / seconds, commands / seconds,
+                    double(sent.count(" Q ")) / seconds, percentileMs(lat, 0.99),
+                    errors ? " (errors)" : "");
+    }
+
+    // 3. Twenty reads at once from a silent unit.
+    {
+        runFor(600);
+        s.unit.setSilent(true);
+        QElapsedTimer total;
+        total.start();
+        inLoadThread(load, [&](Load& l) {
+            l.startClients(port, 20, {"/api/v1/focuser/0/temperature"}, 60'000);
+            return 0;
+        });
+        while (inLoadThread(load, [](Load& l) { return l.answered(); }) < 20)
+            runFor(5);
+        const qint64 ms = total.elapsed();
+        auto [lat, errors] = inLoadThread(load, [](Load& l) { return l.finish(); });
+        std::printf("3. 20 concurrent temperature reads, silent unit (each waits 1000 ms):\n"
+                    "   all answered in %lld ms (slowest %.0f ms, fastest %.0f ms)\n",
+                    (long long)ms, percentileMs(lat, 1.0), percentileMs(lat, 0.0));
+        s.unit.setSilent(false);
+    }
+
+    thread.quit();
+    thread.wait();
+    return 0;
+}
