@@ -12,8 +12,10 @@ DiscoveryResponder::DiscoveryResponder(quint16 alpacaPort, QHostAddress httpAddr
     : QObject(parent)
     , alpacaPort_(alpacaPort)
     , httpAddress_(std::move(httpAddress))
-    , socket_(new QUdpSocket(this)) {
-    connect(socket_, &QUdpSocket::readyRead, this, &DiscoveryResponder::onReadyRead);
+    , socket_(new QUdpSocket(this))
+    , socket6_(new QUdpSocket(this)) {
+    connect(socket_, &QUdpSocket::readyRead, this, [this] { answer(socket_); });
+    connect(socket6_, &QUdpSocket::readyRead, this, [this] { answer(socket6_); });
 }
 
 DiscoveryResponder::~DiscoveryResponder() = default;
@@ -21,12 +23,15 @@ DiscoveryResponder::~DiscoveryResponder() = default;
 bool DiscoveryResponder::start(quint16 port, QString* error) {
     // Broadcasts reach only a socket bound to every address; other Alpaca servers of the machine
     // bind the same port.
-    if (socket_->bind(QHostAddress::AnyIPv4, port,
-                      QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint))
-        return true;
-    if (error)
-        *error = socket_->errorString();
-    return false;
+    const auto shared = QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint;
+    if (!socket_->bind(QHostAddress::AnyIPv4, port, shared)) {
+        if (error)
+            *error = socket_->errorString();
+        return false;
+    }
+    if (socket6_->bind(QHostAddress::AnyIPv6, socket_->localPort(), shared))
+        socket6_->joinMulticastGroup(MulticastGroup);
+    return true;
 }
 
 quint16 DiscoveryResponder::port() const {
@@ -43,16 +48,16 @@ bool DiscoveryResponder::isDiscoveryRequest(const QByteArray& datagram) {
     return version.toInt(&ok) >= 1 && ok;
 }
 
-void DiscoveryResponder::onReadyRead() {
-    while (socket_->hasPendingDatagrams()) {
-        const QNetworkDatagram d = socket_->receiveDatagram(1024);
+void DiscoveryResponder::answer(QUdpSocket* socket) {
+    while (socket->hasPendingDatagrams()) {
+        const QNetworkDatagram d = socket->receiveDatagram(1024);
         if (!d.isValid() || !isDiscoveryRequest(d.data()))
             continue;
         if (httpAddress_.isLoopback() && !d.senderAddress().isLoopback())
             continue;
         const QByteArray reply =
             QJsonDocument(QJsonObject{{"AlpacaPort", alpacaPort_}}).toJson(QJsonDocument::Compact);
-        socket_->writeDatagram(reply, d.senderAddress(), quint16(d.senderPort()));
+        socket->writeDatagram(reply, d.senderAddress(), quint16(d.senderPort()));
         ++answered_;
     }
 }

@@ -234,6 +234,17 @@ private slots:
         QCOMPARE(o["AlpacaPort"].toInt(), f->port());
         QCOMPARE(responder.answered(), 1);
 
+        // IPv6 clients ask on the loopback too, where the machine has IPv6.
+        QUdpSocket client6;
+        if (client6.bind(QHostAddress::LocalHostIPv6, 0)) {
+            client6.writeDatagram("alpacadiscovery1", QHostAddress::LocalHostIPv6,
+                                  responder.port());
+            QTRY_VERIFY(client6.hasPendingDatagrams());
+            QCOMPARE(
+                QJsonDocument::fromJson(client6.receiveDatagram().data())["AlpacaPort"].toInt(),
+                f->port());
+        }
+
         QVERIFY(alpaca::DiscoveryResponder::isDiscoveryRequest("alpacadiscovery2"));
         QVERIFY(!alpaca::DiscoveryResponder::isDiscoveryRequest("alpacadiscoveryX"));
         QVERIFY(!alpaca::DiscoveryResponder::isDiscoveryRequest("alpacadiscovery0"));
