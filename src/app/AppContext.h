@@ -1,10 +1,7 @@
 #pragma once
 
-<<<<<<< HEAD
-#include "ConsoleWindows.h"
-=======
 #include "AppPaths.h"
->>>>>>> settings
+#include "ConsoleWindows.h"
 #include "Prompt.h"
 #include "Settings.h"
 #include "SettingsStore.h"

@@ -1,0 +1,115 @@
+#include "DriverObject.h"
+
+#include "AutomationArgs.h"
+#include "DriverErrors.h"
+
+#include "link/Numbers.h"
+
+namespace mivel {
+
+DriverObject::DriverObject(AppContext& ctx)
+    : ctx_(ctx)
+    , connector_(ctx.hub()) {
+    subscription_ = ctx.hub().subscribe(LinkHub::Audience::Driver,
+                                        [this](std::string_view chunk) { receive(chunk); });
+}
+
+DriverObject::~DriverObject() {
+    // Coroutines still waiting inside this object end now, without touching it again.
+    *alive_ = false;
+    subscription_.reset();
+    ctx_.hub().waits().recheck();
+}
+
+void DriverObject::receive(std::string_view chunk) {
+    tokeniser_.feed(chunk,
+                    [this](std::string_view tag, std::string_view piece) { onPiece(tag, piece); });
+}
+
+void DriverObject::onPiece(std::string_view tag, std::string_view piece) {
+    const wire::TagInfo* info = wire::findTag(tag);
+    if (!info)
+        return;
+    switch (info->kind) {
+    case wire::ValueKind::Any:
+        onProbeAnswer();
+        return;
+    case wire::ValueKind::Number:
+        if (const auto value = wire::toNumber(piece))
+            onNumber(info->tag, *value);
+        return;
+    case wire::ValueKind::Text:
+        if (!piece.empty())
+            onText(info->tag, piece);
+        return;
+    case wire::ValueKind::Char:
+        return; // the loader's status is the firmware wizard's business
+    }
+}
+
+Status DriverObject::openPortFromSettings() {
+    Serial& port = serial();
+    port.setPort(ctx_.settings().port);
+    if (!ctx_.settings().portDevice.isEmpty())
+        port.setDevicePath(ctx_.settings().portDevice);
+    return port.setConnected(true);
+}
+
+Status DriverObject::openPortAsHeld() {
+    return serial().setConnected(true);
+}
+
+void DriverObject::closePort() {
+    serial().setConnected(false);
+}
+
+bool DriverObject::mainConsoleOpen() const {
+    const ConsoleWindows* windows = ctx_.windows();
+    return ctx_.shared().mainConsoleOpen || (windows && windows->mainConsoleOpen());
+}
+
+void DriverObject::showConsoleOnLink() {
+    ConsoleWindows* windows = ctx_.windows();
+    if (windows && ctx_.settings().controlConsole && !mainConsoleOpen())
+        windows->showMiniConsole();
+}
+
+Status DriverObject::showForm(int which) {
+    ConsoleWindows* windows = ctx_.windows();
+    if (!windows)
+        return errors::ShowFormUnavailable.error;
+    if (mainConsoleOpen())
+        return {};
+    if (which == 1)
+        windows->showMiniConsole();
+    else if (which == 2)
+        windows->showMainConsole();
+    return {};
+}
+
+Status DriverObject::showSetup(void (ConsoleWindows::*dialog)()) {
+    ConsoleWindows* windows = ctx_.windows();
+    if (!windows)
+        return errors::SetupDialogUnavailable.error;
+    (windows->*dialog)();
+    return {};
+}
+
+QString DriverObject::appVersionText() {
+    return QStringLiteral("%1.%2.%3")
+        .arg(MIVEL_VERSION_MAJOR)
+        .arg(MIVEL_VERSION_MINOR)
+        .arg(MIVEL_VERSION_PATCH);
+}
+
+Waits::Awaiter DriverObject::waitFor(qint64 timeoutMs, std::function<bool()> condition) {
+    return ctx_.hub().waits().until(timeoutMs, [token = alive(), condition = std::move(condition)] {
+        return gone(token) || condition();
+    });
+}
+
+bool linkRequested(const QVariant& value) {
+    return !args::isFalse(value);
+}
+
+} // namespace mivel

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "AutomationDevice.h"
+
+#include "app/AppContext.h"
+#include "link/Commands.h"
+#include "link/LinkHub.h"
+#include "link/Replies.h"
+#include "link/Tokeniser.h"
+#include "link/Waits.h"
+
+#include <QObject>
+
+#include <memory>
+#include <string_view>
+
+namespace mivel {
+
+// What the three driver objects share: a holder of the one serial link that receives every
+// chunk through its own tokeniser, sends commands, opens and closes the shared port, and waits
+// without blocking. The objects' members run on the one thread of the program; a member that
+// waits is a coroutine, and other calls and received chunks run while it waits.
+class DriverObject : public QObject, public AutomationDevice {
+public:
+    ~DriverObject() override;
+
+    AppContext& context() const { return ctx_; }
+
+protected:
+    explicit DriverObject(AppContext& ctx);
+
+    // A value of a tag this object cares about. Numeric tags come only with numeric values.
+    virtual void onNumber(wire::Tag tag, double value) = 0;
+    // The token after a probe answer (":!"), whatever it holds.
+    virtual void onProbeAnswer() = 0;
+    // A text value (the version text).
+    virtual void onText(wire::Tag tag, std::string_view value) {}
+
+    Serial& serial() const { return connector_.serial(); }
+    bool portOpen() const { return serial().connected(); }
+    void send(const QByteArray& command) { serial().transmit(command); }
+    // Opens the shared port on the port of the settings (and, on this platform, the chosen
+    // device path).
+    Status openPortFromSettings();
+    // Opens the shared port on whatever port the shared Serial holds.
+    Status openPortAsHeld();
+    void closePort();
+
+    qint64 now() const { return ctx_.clock().nowMs(); }
+
+    bool mainConsoleOpen() const;
+    // After a successful link: the mini console opens when the user asked for it and the main
+    // console is not open.
+    void showConsoleOnLink();
+    // ShowForm(Which): 1 the mini console, 2 the main console, nothing while the main console
+    // is open.
+    Status showForm(int which);
+    // SetupDialog with the given dialog.
+    Status showSetup(void (ConsoleWindows::*dialog)());
+    static QString appVersionText();
+
+    // Waits resume coroutines that hold this object; the token tells them whether it is still
+    // there. A coroutine copies it first and checks it after every co_await.
+    using Alive = std::shared_ptr<const bool>;
+    Alive alive() const { return alive_; }
+    static bool gone(const Alive& token) { return !*token; }
+    // Resumes when condition holds or timeoutMs have passed, or at once when the object goes.
+    Waits::Awaiter waitFor(qint64 timeoutMs, std::function<bool()> condition);
+    // Lets everything already queued run once.
+    Waits::Awaiter yieldOnce() { return ctx_.hub().waits().yield(); }
+    // After a timer changed state that a wait's condition reads.
+    void recheckWaits() { ctx_.hub().waits().recheck(); }
+
+    AppContext& ctx_;
+
+private:
+    void receive(std::string_view chunk);
+    void onPiece(std::string_view tag, std::string_view piece);
+
+    Connector connector_;
+    LinkHub::Subscription subscription_;
+    wire::Tokeniser tokeniser_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+// Link let of a variant: False (or 0) unlinks, anything else links.
+bool linkRequested(const QVariant& value);
+
+} // namespace mivel

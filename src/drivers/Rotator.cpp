@@ -1,0 +1,456 @@
+#include "Rotator.h"
+
+#include "app/CheckRegistry.h"
+#include "app/SettingsKey.h"
+#include "link/Numbers.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+namespace mivel {
+
+using wire::Cmd;
+using wire::Lead;
+using wire::Tag;
+
+namespace rotator {
+
+qint64 reduceOneTurn(qint64 steps) {
+    const qint64 turns = std::llabs(steps) / StepsPerTurn;
+    if (turns < 1)
+        return steps;
+    const qint64 reduced = std::llabs(steps) - turns * StepsPerTurn;
+    return steps < 0 ? -reduced : reduced;
+}
+
+qint64 foldPositiveHalfTurn(qint64 steps) {
+    return steps >= StepsPerTurn / 2 ? steps - StepsPerTurn : steps;
+}
+
+bool withinWrapLimit(qint64 wrapCounter, qint64 steps, qint64 wrapLimitDegrees) {
+    return std::llabs(wrapCounter + steps) <= wrapLimitDegrees * StepsPerDegree;
+}
+
+qint64 otherWayRound(qint64 steps) {
+    return steps < 1 ? steps + StepsPerTurn : steps - StepsPerTurn;
+}
+
+} // namespace rotator
+
+namespace {
+
+constexpr qint64 TickWaitGuardMs = 60'000;
+constexpr qint16 ReplyCountHeld = 3;
+
+// Degrees to the steps sent on the wire: rounded, halves to even.
+std::optional<qint32> angleSteps(double degrees) {
+    return wire::roundToInt<qint32>(degrees * rotator::StepsPerDegree);
+}
+
+} // namespace
+
+const Rotator::TagHandler Rotator::kTagHandlers[] = {
+    {Tag::RotatorTarget, &Rotator::onTarget},
+    {Tag::RotatorActual, &Rotator::onActual},
+    {Tag::Wrap, &Rotator::onWrap},
+    {Tag::RotatorHomed, &Rotator::onHomed},
+    {Tag::RotatorRecord, &Rotator::onRecord},
+};
+
+Rotator::Rotator(AppContext& ctx)
+    : DriverObject(ctx)
+    , tm_(ctx.clock()) {
+    connect(&tm_, &Timer::timeout, this, &Rotator::onTick);
+    checkRegistry(ctx);
+    lastQuery_ = now();
+    // The rotator takes the port at once, on the port the shared link holds, before any Link.
+    if (!portOpen())
+        openPortAsHeld();
+}
+
+Rotator::~Rotator() = default;
+
+// As for the focuser, unlinking closes the shared port for every holder of the link.
+Task<Status> Rotator::setLink(bool on) {
+    const Alive token = alive();
+    Status error;
+    if (!on) {
+        if (portOpen())
+            closePort();
+        linked_ = false;
+        tm_.stop();
+        co_return error;
+    }
+    tm_.setInterval(LinkTickMs);
+    tm_.start();
+    if (!portOpen())
+        if (Status opened = openPortFromSettings())
+            error = opened;
+    linked_ = false;
+    linkPending_ = true;
+    co_await yieldOnce();
+    if (gone(token))
+        co_return error;
+    // Each probe is ended by the next tick of the link timer, which takes the probe's answer.
+    for (int attempt = 0; attempt < LinkAttempts; ++attempt) {
+        send(wire::command(Cmd::Probe));
+        co_await yieldOnce();
+        if (gone(token))
+            co_return error;
+        tickWait_ = true;
+        co_await waitFor(TickWaitGuardMs, [this] { return !tickWait_; });
+        if (gone(token))
+            co_return error;
+        if (linked_)
+            break;
+    }
+    linkPending_ = false;
+    if (linked_) {
+        send(wire::command(Cmd::RotatorHomedQuery));
+        send(wire::command(Cmd::RotatorStatus));
+        showConsoleOnLink();
+    } else {
+        error = errors::NoResponseFromMivel.error;
+    }
+    co_return error;
+}
+
+// The timer keeps ticking while linked; its ticks matter only during a link attempt.
+void Rotator::onTick() {
+    if (!linkPending_)
+        return;
+    linked_ = linkAnswered_;
+    linkAnswered_ = false;
+    tickWait_ = false;
+    recheckWaits();
+}
+
+Task<void> Rotator::rotatorQuery() {
+    if (now() - lastQuery_ <= QueryIntervalMs)
+        co_return;
+    lastQuery_ = now();
+    actualReplies_ = 0;
+    send(wire::command(Cmd::RotatorStatus, Lead::Space));
+    co_await waitFor(QueryWaitMs, [this] { return actualReplies_ >= 1; });
+}
+
+Task<double> Rotator::position() {
+    const Alive token = alive();
+    co_await rotatorQuery();
+    co_return gone(token) ? 0.0 : actual_;
+}
+
+Task<bool> Rotator::isMoving() {
+    const Alive token = alive();
+    co_await rotatorQuery();
+    co_return gone(token) ? false : moving_;
+}
+
+double Rotator::setPosition() {
+    if (!moving_)
+        send(wire::command(Cmd::RotatorStatus, Lead::Space));
+    return target_;
+}
+
+Status Rotator::goHome() {
+    if (!portOpen())
+        return errors::RotatorNotLinked.error;
+    send(wire::command(Cmd::RotatorHome));
+    return {};
+}
+
+Status Rotator::setPosPositionLimit(const QVariant& value) {
+    const auto limit = args::number(value);
+    if (!limit)
+        return errors::LimitNotNumeric.error;
+    if (*limit < 0 || *limit > PositionLimitRange)
+        return errors::LimitOutOfRange.error;
+    posLimit_ = *limit;
+    return {};
+}
+
+Status Rotator::setNegPositionLimit(const QVariant& value) {
+    const auto limit = args::number(value);
+    if (!limit)
+        return errors::LimitNotNumeric.error;
+    if (*limit < -PositionLimitRange || *limit > 0)
+        return errors::LimitOutOfRange.error;
+    negLimit_ = *limit;
+    return {};
+}
+
+void Rotator::setActivatePositionLimit(const QVariant& value) {
+    limitActive_ = !args::isFalse(value);
+}
+
+// The steps of the move are taken rounded down and folded to the shorter way round; if the
+// wrap would then pass its limit, the rotator goes a whole turn the other way instead.
+Status Rotator::guardedMove(double fromDegrees, QByteArray withinLimit) {
+    const double floored = std::floor(fromDegrees * rotator::StepsPerDegree);
+    if (!(std::fabs(floored) <= double(std::numeric_limits<qint32>::max())))
+        return errors::Overflow.error;
+    const qint64 steps = rotator::moveSteps(qint64(floored));
+    if (rotator::withinWrapLimit(ctx_.shared().wrapCounter, steps, ctx_.settings().dornaLimit))
+        send(withinLimit);
+    else
+        send(wire::command(Cmd::RotatorMove, rotator::otherWayRound(steps)));
+    return {};
+}
+
+Status Rotator::move(double angle) {
+    if (!portOpen())
+        return errors::RotatorNotLinked.error;
+    const auto sent = angleSteps(angle);
+    if (!sent)
+        return errors::Overflow.error;
+    return guardedMove(angle, wire::command(Cmd::RotatorStep, *sent));
+}
+
+// Before any ":rt" the actual angle is 0.
+Status Rotator::moveAbsolute(double angle) {
+    if (!portOpen())
+        return errors::RotatorNotLinked.error;
+    const auto sent = angleSteps(angle);
+    if (!sent)
+        return errors::Overflow.error;
+    return guardedMove(angle - actual_, wire::command(Cmd::RotatorAbsolute, *sent));
+}
+
+Task<void> Rotator::halt() {
+    if (!linked_)
+        co_return;
+    send(wire::command(Cmd::RotatorStep, 0));
+    co_await yieldOnce();
+}
+
+void Rotator::setRecallRotatorPosition(bool on) {
+    const qint16 state = ctx_.shared().rotatorRecordState;
+    if (on && state == 0)
+        send(wire::command(Cmd::RecallRotator, 1, Lead::Space));
+    else if (!on && state != 0)
+        send(wire::command(Cmd::RecallRotator, 0, Lead::Space));
+}
+
+void Rotator::recordRotatorPosition() {
+    send(wire::command(Cmd::RecordRotator, Lead::Space));
+}
+
+// Unlike the position, the wrap is asked for again unless a ":wr" came in since the last read
+// within the last 500 ms: two reads in a row query twice.
+Task<double> Rotator::wrap() {
+    const Alive token = alive();
+    if (!(now() - lastQuery_ <= QueryIntervalMs && wrapReceived_)) {
+        lastQuery_ = now();
+        send(wire::command(Cmd::RotatorStatus, Lead::Space));
+        co_await waitFor(QueryWaitMs, [this] { return wrapReceived_; });
+        if (gone(token))
+            co_return 0.0;
+    }
+    const double degrees = double(ctx_.shared().wrapCounter) / rotator::StepsPerDegree;
+    wrapReceived_ = false;
+    co_return degrees;
+}
+
+void Rotator::zeroWrap() {
+    send(wire::command(Cmd::WrapZero, Lead::Space));
+}
+
+Status Rotator::unwrap(const QVariant& angle) {
+    const auto degrees = args::number(angle);
+    if (!degrees)
+        return errors::IllegalUnwrap.error;
+    const auto steps = angleSteps(*degrees);
+    if (!steps)
+        return errors::Overflow.error;
+    send(wire::command(Cmd::RotatorMove, *steps, Lead::Space));
+    return {};
+}
+
+// The limit is kept for the whole program and saved as "DornaLimit" when the settings key
+// opens; it is never created for this.
+Status Rotator::setWrapLimit(const QVariant& value) {
+    const auto degrees = args::number(value);
+    if (!degrees || *degrees < 0 || *degrees > WrapLimitMax)
+        return errors::IllegalWrapLimit.error;
+    const qint32 limit = *wire::roundToInt<qint32>(*degrees);
+    ctx_.settings().dornaLimit = limit;
+    writeSetting(ctx_.store(), QStringLiteral("DornaLimit"), int(SettingsStore::Type::Dword), limit,
+                 SettingsKeyUse::OnlyIfPresent);
+    return {};
+}
+
+Status Rotator::resetPosition(float angle) {
+    if (!(angle >= 0 && angle <= 360))
+        return errors::ResetAngleOutOfRange.error;
+    send(wire::command(Cmd::ResetRotatorAngle, *angleSteps(angle), Lead::Space));
+    return {};
+}
+
+// Replies.
+
+void Rotator::onNumber(Tag tag, double value) {
+    for (const TagHandler& h : kTagHandlers)
+        if (h.tag == tag)
+            return (this->*h.apply)(value);
+}
+
+void Rotator::onProbeAnswer() {
+    linkAnswered_ = true;
+}
+
+void Rotator::onTarget(double v) {
+    target_ = v / rotator::StepsPerDegree;
+}
+
+// Unlike the focuser, the rotator counts as moving whenever target and angle differ at all.
+void Rotator::onActual(double v) {
+    actual_ = v / rotator::StepsPerDegree;
+    moving_ = target_ != actual_;
+    if (actualReplies_ < ReplyCountHeld)
+        ++actualReplies_;
+}
+
+void Rotator::onWrap(double v) {
+    const auto n = wire::roundToInt<qint32>(v);
+    if (!n)
+        return;
+    ctx_.shared().wrapCounter = *n;
+    wrapReceived_ = true;
+}
+
+void Rotator::onHomed(double v) {
+    homed_ = v == 1;
+}
+
+void Rotator::onRecord(double v) {
+    if (wire::isOddFlag(v)) {
+        homed_ = true;
+        ctx_.shared().rotatorRecordState = v >= 8 ? 8 : 4;
+    } else {
+        ctx_.shared().rotatorRecordState = 0;
+    }
+}
+
+// Automation.
+
+namespace {
+
+using T = MemberTable<Rotator>;
+using reply::of;
+
+Task<CallResult> done() {
+    return of(Status{});
+}
+
+const T& table() {
+    static const T t{
+        QStringLiteral("Rotator"),
+        {
+            T::readOnly("Position", QMetaType::Double, [](Rotator& r) { return of(r.position()); }),
+            T::readOnly("SetPosition", QMetaType::Double,
+                        [](Rotator& r) { return of(r.setPosition()); }),
+            T::readWrite(
+                "Link", QMetaType::Bool, [](Rotator& r) { return of(r.link()); },
+                [](Rotator& r, const QVariant& v) { return of(r.setLink(linkRequested(v))); }),
+            T::readOnly("absolute", QMetaType::Bool, [](Rotator& r) { return of(r.absolute()); }),
+            T::readOnly("StepSize", QMetaType::Double, [](Rotator& r) { return of(r.stepSize()); }),
+            T::method("GoHome", [](Rotator& r, const QVariantList&) { return of(r.goHome()); }),
+            T::readWrite(
+                "PosPositionLimit", QMetaType::Double,
+                [](Rotator& r) { return of(r.posPositionLimit()); },
+                [](Rotator& r, const QVariant& v) { return of(r.setPosPositionLimit(v)); }),
+            T::readWrite(
+                "NegPositionLimit", QMetaType::Double,
+                [](Rotator& r) { return of(r.negPositionLimit()); },
+                [](Rotator& r, const QVariant& v) { return of(r.setNegPositionLimit(v)); }),
+            T::readWrite(
+                "ActivatePositionLimit", QMetaType::Bool,
+                [](Rotator& r) { return of(r.activatePositionLimit()); },
+                [](Rotator& r, const QVariant& v) {
+                    r.setActivatePositionLimit(v);
+                    return done();
+                }),
+            T::readOnly("IsMoving", QMetaType::Bool, [](Rotator& r) { return of(r.isMoving()); }),
+            T::readOnly("MaxIncrement", QMetaType::Int,
+                        [](Rotator& r) { return of(r.maxIncrement()); }),
+            T::method("Move", QMetaType::Double, "Angle",
+                      [](Rotator& r, const QVariantList& a) {
+                          return withArg(args::toDouble(a.value(0)),
+                                         [&](double x) { return of(r.move(x)); });
+                      }),
+            T::method("MoveAbsolute", QMetaType::Double, "Angle",
+                      [](Rotator& r, const QVariantList& a) {
+                          return withArg(args::toDouble(a.value(0)),
+                                         [&](double x) { return of(r.moveAbsolute(x)); });
+                      }),
+            T::method("SetupDialog",
+                      [](Rotator& r, const QVariantList&) { return of(r.setupDialog()); }),
+            T::method("Halt", [](Rotator& r, const QVariantList&) { return of(r.halt()); }),
+            T::method("ShowForm", QMetaType::Int, "Which",
+                      [](Rotator& r, const QVariantList& a) {
+                          return withArg(args::toInt16(a.value(0)),
+                                         [&](qint16 w) { return of(r.showForm(w)); });
+                      }),
+            T::readOnly("AppVersion", QMetaType::QString,
+                        [](Rotator& r) { return of(r.appVersion()); }),
+            T::readWrite(
+                "Connected", QMetaType::Bool, [](Rotator& r) { return of(r.link()); },
+                [](Rotator& r, const QVariant& v) {
+                    return withArg(args::toBool(v), [&](bool on) { return of(r.setLink(on)); });
+                }),
+            T::readWrite(
+                "RecallRotatorPosition", QMetaType::Bool,
+                [](Rotator& r) { return of(r.recallRotatorPosition()); },
+                [](Rotator& r, const QVariant& v) {
+                    return withArg(args::toBool(v), [&](bool on) {
+                        r.setRecallRotatorPosition(on);
+                        return done();
+                    });
+                }),
+            T::readOnly("RotatorPositionRecorded", QMetaType::Bool,
+                        [](Rotator& r) { return of(r.rotatorPositionRecorded()); }),
+            T::method("RecordRotatorPosition",
+                      [](Rotator& r, const QVariantList&) {
+                          r.recordRotatorPosition();
+                          return done();
+                      }),
+            T::readOnly("Wrap", QMetaType::Double, [](Rotator& r) { return of(r.wrap()); }),
+            T::method("ZeroWrap",
+                      [](Rotator& r, const QVariantList&) {
+                          r.zeroWrap();
+                          return done();
+                      }),
+            T::method("Unwrap", QMetaType::Double, "Angle",
+                      [](Rotator& r, const QVariantList& a) { return of(r.unwrap(a.value(0))); }),
+            T::readWrite(
+                "WrapLimit", QMetaType::Int, [](Rotator& r) { return of(r.wrapLimit()); },
+                [](Rotator& r, const QVariant& v) { return of(r.setWrapLimit(v)); }),
+            T::method("ResetPosition", QMetaType::Double, "Angle",
+                      [](Rotator& r, const QVariantList& a) {
+                          return withArg(args::toSingle(a.value(0)),
+                                         [&](float x) { return of(r.resetPosition(x)); });
+                      }),
+        }};
+    return t;
+}
+
+} // namespace
+
+std::span<const MemberInfo> Rotator::members() const {
+    return table().infos();
+}
+
+Task<CallResult> Rotator::get(const QString& member) {
+    return table().get(*this, member);
+}
+
+Task<CallResult> Rotator::set(const QString& member, const QVariant& value) {
+    return table().set(*this, member, value);
+}
+
+Task<CallResult> Rotator::call(const QString& method, const QVariantList& args) {
+    return table().call(*this, method, args);
+}
+
+} // namespace mivel
