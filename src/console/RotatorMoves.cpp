@@ -1,19 +1,6 @@
 #include "RotatorMoves.h"
 
-#if __has_include("app/RotatorMath.h")
 #include "app/RotatorMath.h"
-#else
-// TEMPORARY until the settings helpers land: the shared count folding.
-namespace mivel {
-inline std::int32_t foldRotatorCount(std::int32_t value) {
-    const std::int64_t n = value < 0 ? -std::int64_t(value) : value;
-    const std::int64_t k = (n - 1) / 72000;
-    if (k < 1)
-        return value;
-    return std::int32_t((value < 0 ? -1 : 1) * (n - k * 72000));
-}
-} // namespace mivel
-#endif
 
 #include <cmath>
 #include <cstdlib>
@@ -28,7 +15,8 @@ std::optional<std::int32_t> planRotatorGoto(const RotatorGotoInput& in) {
     double raw = std::floor((in.targetDeg - in.offsetDeg) * StepsPerDegree) - in.position;
     if (std::fabs(raw) > 1e9)
         raw = std::fmod(raw, StepsPerTurn); // whole turns make no difference to the fold
-    std::int32_t move = foldRotatorCount(std::int32_t(raw));
+    qint32 move = qint32(raw);
+    foldRotatorCount(move);
     if (move > StepsPerTurn / 2)
         move -= StepsPerTurn; // the shorter way, for positive moves only
     if (withinWrapLimit(in.wrap, move, in.wrapLimitDeg))
