@@ -2,6 +2,7 @@
 // port list and the process model.
 
 #include "ConsoleRig.h"
+#include "FakeDevices.h"
 
 #include "console/ConsoleLifetime.h"
 #include "console/PortList.h"
@@ -18,6 +19,7 @@
 using namespace mivel;
 using namespace mivel::console;
 using mivel::test::ConsoleRig;
+using mivel::test::FakeProvider;
 
 namespace {
 
@@ -36,34 +38,6 @@ struct SetupRig : ConsoleRig {
         QVariant v;
         readSetting(*store, name, &v);
         return v;
-    }
-};
-
-class FakeDevice final : public AutomationDevice {
-public:
-    bool isLinked = false;
-    std::span<const MemberInfo> members() const override { return {}; }
-    Task<CallResult> get(const QString&) override { return Task<CallResult>::ready({}); }
-    Task<CallResult> set(const QString&, const QVariant&) override {
-        return Task<CallResult>::ready({});
-    }
-    Task<CallResult> call(const QString&, const QVariantList&) override {
-        return Task<CallResult>::ready({});
-    }
-    bool linked() const override { return isLinked; }
-};
-
-class FakeProvider final : public DeviceProvider {
-public:
-    FakeDevice rotator;
-    bool rotatorCreated = false;
-    AutomationDevice& device(Kind) override {
-        rotatorCreated = true;
-        return rotator;
-    }
-    AutomationDevice* existing(Kind kind) const override {
-        return kind == Kind::Rotator && rotatorCreated ? const_cast<FakeDevice*>(&rotator)
-                                                       : nullptr;
     }
 };
 
