@@ -48,8 +48,8 @@ struct Readings {
     QStringList lastDiagnosticRecord;
 
     // Status bar.
-    QString electronicsStatus; // "Mivel Temp " + :t7
-    QString ambientStatus;     // "Amb Temp " + calibrated :tca
+    QString electronicsStatus = QStringLiteral("Mivel Temp -"); // "Mivel Temp " + :t7
+    QString ambientStatus = QStringLiteral("Amb Temp -");       // "Amb Temp " + calibrated :tca
 };
 
 } // namespace mivel::console

@@ -352,6 +352,8 @@ void ConsoleWindowsTest::wrapWindowsWork() {
     QTest::mouseClick(rig.find<QPushButton>(&unwrap, "cmdOK"), Qt::LeftButton);
     QCOMPARE(rig.ctx->shared().unwrapChoice, std::int16_t(2));
 
+    rig.find<QTabWidget>(&rig.main(), "SSTab1")->setCurrentIndex(2);
+    rig.run(500); // the dial shows what the rotator tab reads
     rig.app->showRotatorIndicator();
     RotIndicatorWindow* dial = rig.app->rotatorIndicator();
     QVERIFY(dial && dial->isVisible());

@@ -47,6 +47,7 @@ ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* devices, ConsoleOptions 
     , ctx_(ctx)
     , options_(std::move(options))
     , lifetime_(devices, ctx.clock()) {
+    setNightVision(options_.nightVision); // the console's look
     connect(&lifetime_, &ConsoleLifetime::quitRequested, this, [this] {
         if (Serial* serial = ctx_.hub().serial())
             serial->setConnected(false);
@@ -177,7 +178,6 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
         return false;
     ctx.setPrompt(std::make_unique<MessageBoxPrompt>());
     checkRegistry(ctx);
-    applyConsoleTheme(*app, options.nightVision);
     // The console decides when the program ends, not the last window.
     app->setQuitOnLastWindowClosed(false);
     auto* console = new ConsoleApp(ctx, devices, options, app);

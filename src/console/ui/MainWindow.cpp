@@ -18,12 +18,16 @@ MainWindow::MainWindow(ConsoleApp& app, QWidget* parent)
     , ui_(std::make_unique<Ui::frmMain>()) {
     ui_->setupUi(this);
     setAttribute(Qt::WA_DeleteOnClose);
+    // The link on the left; the two temperatures at the right, where the eye finds them.
     for (const char* name : {"lblLink", "lblMivelTemp", "lblAmbTemp"}) {
         auto* label = new QLabel(this);
         label->setObjectName(QLatin1String(name));
         label->setProperty("role", QStringLiteral("status"));
-        label->setMinimumWidth(150);
-        ui_->StatusBar1->addPermanentWidget(label);
+        label->setContentsMargins(8, 0, 8, 0);
+        if (qstrcmp(name, "lblLink") == 0)
+            ui_->StatusBar1->addWidget(label, 1);
+        else
+            ui_->StatusBar1->addPermanentWidget(label);
     }
 
     AppContext& ctx = app.context();

@@ -2,7 +2,7 @@
 
 #include <QApplication>
 #include <QPalette>
-#include <QStyleFactory>
+#include <QStyle>
 
 namespace mivel::console {
 namespace {
@@ -38,8 +38,10 @@ QString styleSheet(const Colours& c) {
 
 void applyConsoleTheme(QApplication& app, bool nightVision) {
     const Colours& c = nightVision ? kRed : kDark;
-    if (QStyle* fusion = QStyleFactory::create(QStringLiteral("Fusion")))
-        app.setStyle(fusion);
+    // Fusion draws the palette faithfully on every platform; it is set once, since a new style
+    // would drop what the style sheet has already polished.
+    if (app.style()->name().compare(QStringLiteral("fusion"), Qt::CaseInsensitive) != 0)
+        app.setStyle(QStringLiteral("Fusion"));
     QPalette p;
     p.setColor(QPalette::Window, c.window);
     p.setColor(QPalette::WindowText, c.text);
