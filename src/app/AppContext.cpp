@@ -1,13 +1,6 @@
 #include "AppContext.h"
 
-#include <QStandardPaths>
-
 namespace mivel {
-
-AppPaths AppPaths::standard() {
-    return {QStandardPaths::writableLocation(QStandardPaths::AppConfigLocation),
-            QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)};
-}
 
 AppContext::AppContext(std::unique_ptr<SettingsStore> store, std::unique_ptr<Prompt> prompt,
                        SerialDeviceFactory makeDevice, AppPaths paths, Clock& clock,

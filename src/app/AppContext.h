@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AppPaths.h"
 #include "ConsoleWindows.h"
 #include "Prompt.h"
 #include "Settings.h"
@@ -15,17 +16,11 @@
 
 namespace mivel {
 
-// Where the program keeps its files: the settings file in configDir; the diagnostic trace,
-// record files and logs in dataDir. `--config DIR` puts both in DIR.
-struct AppPaths {
-    QString configDir;
-    QString dataDir;
-    static AppPaths standard();
-    static AppPaths inDirectory(const QString& dir) { return {dir, dir}; }
-};
-
 // What the program holds once for the whole process: the link, the settings copy, the shared
 // values and the seams to the outside. Everything that was module-level state is reached here.
+// Start-up has one job, creating the shared serial object: hub().ensureSerial(). It opens no
+// window and reads no setting; the settings copy is loaded by checkRegistry() (CheckRegistry.h)
+// when the console or a driver object starts.
 class AppContext {
 public:
     AppContext(std::unique_ptr<SettingsStore> store, std::unique_ptr<Prompt> prompt,

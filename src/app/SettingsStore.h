@@ -5,6 +5,7 @@
 #include <QVariant>
 
 #include <cstdint>
+#include <optional>
 
 namespace mivel {
 
@@ -24,6 +25,9 @@ public:
     static constexpr long Success = 0;
     static constexpr long NotFound = 2;
     static constexpr long Failed = 1;
+    static constexpr long AccessDenied = 5;      // no right to write to the hive
+    static constexpr long InvalidHandle = 6;     // a key handle that is not open
+    static constexpr long InvalidParameter = 87; // a value the primitive cannot convert
 
     virtual ~SettingsStore() = default;
 
@@ -41,13 +45,18 @@ public:
 // The two primitives the settings routine is written with.
 // Type 1 writes the text with its terminating zero; type 4 converts to a 32-bit integer; type 5
 // converts to a single float and writes its 4 bytes under the big-endian DWORD type; other
-// types write nothing.
+// types write nothing and return InvalidParameter, as does a value that does not convert.
+// Text is stored as UTF-8; a boolean becomes 1 or 0.
 long setSettingValue(SettingsStore& store, SettingsStore::Key key, const QString& name, int type,
                      const QVariant& value);
 // 0 read, 2 absent, other failure, -1 an unsupported stored type. Type 1 comes back without its
 // terminating zero, type 4 as a 32-bit integer, type 5 as a single float.
 long querySettingValue(SettingsStore& store, SettingsStore::Key key, const QString& name,
                        QVariant* value);
+
+// The number a setting value stands for: a number as it is, a boolean as 1 or 0, text only
+// when it reads as a decimal number (blanks around it allowed); empty otherwise.
+std::optional<double> settingNumber(const QVariant& value);
 
 // The key all settings live under, in the local-machine hive.
 inline const QString SettingsKeyPath =

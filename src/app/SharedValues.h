@@ -35,7 +35,8 @@ struct SharedValues {
     std::int16_t skyLinkState = 6; // the sky link's initial state
     std::int16_t unwrapChoice = 0; // set by the unwrap dialog: 0 cancel, 1, 2
     bool rotIndicatorOpen = false;
-    bool portChanged = false; // the setup dialog changed the port
+    bool portChanged = false;     // the setup dialog changed the port
+    QString settingsProblemShown; // the settings store's problem the user was last told of
 };
 
 } // namespace mivel

@@ -1,0 +1,30 @@
+#include "RotatorMath.h"
+
+#include "link/Format.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace mivel {
+
+void foldRotatorCount(qint32& counts) {
+    const qint64 magnitude = std::llabs(qint64(counts));
+    const qint64 turns = (magnitude - 1) / RotatorCountsPerTurn;
+    if (turns < 1)
+        return;
+    const qint64 folded = magnitude - turns * RotatorCountsPerTurn;
+    counts = qint32(counts < 0 ? -folded : folded);
+}
+
+QString angleToText(double degrees) {
+    const double magnitude = std::abs(degrees);
+    const double whole = std::floor(magnitude);
+    const double minutesWithFraction = (magnitude - whole) * 60.0;
+    const double minutes = std::floor(minutesWithFraction);
+    const double seconds = (minutesWithFraction - minutes) * 60.0;
+    const QString sign = degrees < 0 ? QStringLiteral("-") : QString();
+    return sign + formatNumber(whole, "00") + QLatin1Char(':') + formatNumber(minutes, "00") +
+           QLatin1Char(':') + formatNumber(seconds, "00.0");
+}
+
+} // namespace mivel
