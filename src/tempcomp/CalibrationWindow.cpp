@@ -3,6 +3,7 @@
 #include "CsvLines.h"
 #include "HeaterLoopUpload.h"
 
+#include "app/SettingsKey.h"
 #include "link/Commands.h"
 #include "link/Format.h"
 #include "link/Numbers.h"
@@ -464,10 +465,8 @@ void CalibrationWindow::saveStepSize() {
     settings.promptTheSky = flag(Param::PromptTheSky);
 
     SettingsStore& store = ctx_.store();
-    SettingsStore::Key key = 0;
-    bool createdNew = false;
-    if (store.createKey(SettingsStore::Hive::LocalMachine, SettingsKeyPath, &key, &createdNew) !=
-        SettingsStore::Success) {
+    ScopedKey key(store);
+    if (key.create(SettingsStore::Hive::LocalMachine, SettingsKeyPath) != SettingsStore::Success) {
         ctx_.prompt().inform(QStringLiteral("Unable to create key"), Title, Prompt::Icon::Warning);
         return;
     }
@@ -482,14 +481,13 @@ void CalibrationWindow::saveStepSize() {
         {"PromptTheSky", 4, settings.promptTheSky ? 1 : 0},
     };
     for (const auto& w : writes) {
-        if (setSettingValue(store, key, QString::fromLatin1(w.name), w.type, w.value) !=
+        if (setSettingValue(store, key.handle(), QString::fromLatin1(w.name), w.type, w.value) !=
             SettingsStore::Success) {
             ctx_.prompt().inform(QStringLiteral("Unable to read registry"), Title,
                                  Prompt::Icon::Warning);
-            break;
+            return;
         }
     }
-    store.closeKey(key);
 }
 
 } // namespace mivel::tempcomp
