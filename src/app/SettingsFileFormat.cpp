@@ -270,7 +270,7 @@ std::optional<SettingsFileError> parseSettingsFile(const QByteArray& text, Setti
         auto line = decodedLine(lines[i]);
         // Long hex data may go on over several lines, each but the last ending in "\".
         while (line && line->endsWith(QLatin1Char('\\')) &&
-               line->contains(QLatin1StringView("=hex"), Qt::CaseInsensitive) &&
+               line->contains(QLatin1StringView("hex"), Qt::CaseInsensitive) &&
                i + 1 < lines.size()) {
             line->chop(1);
             const auto more = decodedLine(lines[++i]);

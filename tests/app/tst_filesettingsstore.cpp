@@ -1,0 +1,206 @@
+#include "app/FileSettingsStore.h"
+#include "app/SettingsFileFormat.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace mivel;
+using Type = SettingsStore::Type;
+using Hive = SettingsStore::Hive;
+
+namespace {
+
+QByteArray readAll(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+void writeAll(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+}
+
+struct Sample {
+    Hive hive;
+    QString path;
+    QString name;
+    Type type;
+    QByteArray data;
+};
+
+// Values whose types and bytes must come back exactly, in this order.
+const std::vector<Sample> Samples{
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "", Type::String, QByteArray("Vark Mivel\0", 11)},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "ErrorMessage", Type::Dword, QByteArray(4, '\0')},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "Zero", Type::String, QByteArray("0\0", 2)},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "Negative", Type::Dword, QByteArray(4, '\xff')},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "Single", Type::DwordBigEndian,
+     QByteArray("\0\0\x80\x3e", 4)},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "Say \"hi\"\\\n", Type::String,
+     QByteArray("a\\\"b\"\r\n\xc2\xb0\0", 10)},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "No zero", Type::String, QByteArray("ab")},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "Binary", Type(3), QByteArray("\x01\x00\xfe", 3)},
+    {Hive::LocalMachine, "SOFTWARE\\Mivel", "Empty binary", Type(11), QByteArray()},
+    {Hive::ClassesRoot, "AppID\\{A}", "AuthenticationLevel", Type::Dword,
+     QByteArray("\x01\0\0\0", 4)},
+};
+
+} // namespace
+
+class TestFileSettingsStore : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir dir;
+    QString path;
+
+private slots:
+    void init() {
+        path = dir.filePath(QStringLiteral("%1/settings.reg").arg(QTest::currentTestFunction()));
+    }
+
+    void typesAndOrderSurviveARoundTrip() {
+        {
+            FileSettingsStore store(path);
+            QVERIFY(!QFileInfo::exists(path)); // a missing file is an empty store
+            for (const Sample& s : Samples) {
+                SettingsStore::Key key = 0;
+                QCOMPARE(store.createKey(s.hive, s.path, &key, nullptr), 0);
+                QCOMPARE(store.setValue(key, s.name, s.type, s.data), 0);
+                QCOMPARE(store.closeKey(key), 0);
+            }
+            SettingsStore::Key key = 0;
+            QCOMPARE(store.createKey(Hive::LocalMachine, "SOFTWARE\\Empty", &key, nullptr), 0);
+            QCOMPARE(store.closeKey(key), 0);
+            QVERIFY(store.problem().isEmpty());
+        }
+        const QByteArray written = readAll(path);
+        FileSettingsStore store(path);
+        QVERIFY2(store.problem().isEmpty(), qPrintable(store.problem()));
+        for (const Sample& s : Samples) {
+            SettingsStore::Key key = 0;
+            QCOMPARE(store.openKey(s.hive, s.path, &key), 0);
+            Type type = Type::None;
+            QByteArray data;
+            QCOMPARE(store.queryValue(key, s.name, &type, &data), 0);
+            QCOMPARE(type, s.type);
+            QCOMPARE(data, s.data);
+            store.closeKey(key);
+        }
+        SettingsStore::Key key = 0;
+        QCOMPARE(store.openKey(Hive::LocalMachine, "SOFTWARE\\Empty", &key), 0);
+        // Rewriting one value keeps its place: the file comes out the same.
+        QCOMPARE(store.setValue(key, "x", Type::Dword, QByteArray(4, '\0')), 0);
+        store.closeKey(key);
+        SettingsTree reread;
+        QVERIFY(!parseSettingsFile(readAll(path), &reread));
+        QCOMPARE(reread.keys().size(), 3u);
+        QCOMPARE(reread.keys()[0].values.size(), Samples.size() - 1);
+        QCOMPARE(reread.keys()[0].values[1].name, QStringLiteral("ErrorMessage"));
+        QVERIFY(written.contains("\"ErrorMessage\"=dword:00000000\n\"Zero\"=\"0\"\n"));
+    }
+
+    void writesWhenAKeyIsClosed() {
+        FileSettingsStore store(path);
+        SettingsStore::Key key = 0;
+        store.createKey(Hive::LocalMachine, "K", &key, nullptr);
+        store.setValue(key, "PORT", Type::Dword, QByteArray(4, '\x02'));
+        QVERIFY(!QFileInfo::exists(path));
+        QCOMPARE(store.closeKey(key), 0);
+        const QByteArray once = readAll(path);
+        QVERIFY(once.contains("\"PORT\"=dword:02020202"));
+        QCOMPARE(store.deleteKey(Hive::LocalMachine, "K"), 0);
+        QVERIFY(!readAll(path).contains("PORT"));
+    }
+
+    void pendingChangesAreWrittenOnDestruction() {
+        {
+            FileSettingsStore store(path);
+            SettingsStore::Key key = 0;
+            store.createKey(Hive::LocalMachine, "K", &key, nullptr);
+            store.setValue(key, "Detector", Type::String, QByteArray("FOV\0", 4));
+        }
+        QVERIFY(readAll(path).contains("\"Detector\"=\"FOV\""));
+    }
+
+    void handEditedFileIsRead() {
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        writeAll(path, "\xEF\xBB\xBFWindows Registry Editor Version 5.00\r\n\r\n"
+                       "; a comment\r\n[HKLM\\SOFTWARE\\Mivel]\r\n"
+                       "\"Big\" = hex(5):00,00,\\\r\n  80,3e\r\n@=\"Name\"\r\n");
+        FileSettingsStore store(path);
+        QVERIFY2(store.problem().isEmpty(), qPrintable(store.problem()));
+        SettingsStore::Key key = 0;
+        QCOMPARE(store.openKey(Hive::LocalMachine, "software\\mivel", &key), 0);
+        Type type = Type::None;
+        QByteArray data;
+        QCOMPARE(store.queryValue(key, "big", &type, &data), 0);
+        QCOMPARE(type, Type::DwordBigEndian);
+        QCOMPARE(data, QByteArray("\0\0\x80\x3e", 4));
+    }
+
+    void corruptFileIsNeverOverwritten_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("bad dword") << QByteArray("[HKLM\\K]\n\"A\"=dword:1\n\"B\"=dword:xyz\n")
+                                   << "line 3: dword: needs 1 to 8 hexadecimal digits";
+        QTest::newRow("unknown hive") << QByteArray("[HKCU\\K]\n") << "line 1: unknown hive";
+        QTest::newRow("value first")
+            << QByteArray("\"A\"=\"b\"\n") << "line 1: a value comes before the first [key] line";
+        QTest::newRow("open quote")
+            << QByteArray("[HKLM\\K]\n\"A\"=\"b\n") << "line 2: the quoted text has no closing";
+        QTest::newRow("bad byte") << QByteArray("[HKLM\\K]\n\"A\"=hex(5):0g\n")
+                                  << "line 2: \"0g\" is not a byte";
+        QTest::newRow("not utf-8")
+            << QByteArray("[HKLM\\K]\n\"A\"=\"\xff\"\n") << "line 2: the line is not UTF-8 text";
+        QTest::newRow("twice") << QByteArray("[HKLM\\K]\n\"A\"=\"1\"\n\"a\"=\"2\"\n")
+                               << "line 3: the value \"a\" appears twice";
+        QTest::newRow("garbage") << QByteArray("[HKLM\\K]\nPORT=1\n") << "line 2: expected";
+    }
+    void corruptFileIsNeverOverwritten() {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, reason);
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        writeAll(path, content);
+        {
+            FileSettingsStore store(path);
+            QVERIFY2(store.problem().contains(reason), qPrintable(store.problem()));
+            QVERIFY(store.problem().contains(path));
+            QVERIFY(store.problem().contains("left as it is"));
+            SettingsStore::Key key = 0;
+            QCOMPARE(store.openKey(Hive::LocalMachine, "K", &key), SettingsStore::Failed);
+            QCOMPARE(store.createKey(Hive::LocalMachine, "N", &key, nullptr),
+                     SettingsStore::Failed);
+            QCOMPARE(store.deleteKey(Hive::LocalMachine, "K"), SettingsStore::Failed);
+        }
+        QCOMPARE(readAll(path), content);
+    }
+
+    void unreadableFileIsReported() {
+        QDir().mkpath(path); // a folder where the file should be
+        FileSettingsStore store(path);
+        QVERIFY(store.problem().contains(path));
+        SettingsStore::Key key = 0;
+        QCOMPARE(store.createKey(Hive::LocalMachine, "K", &key, nullptr), SettingsStore::Failed);
+        QVERIFY(QFileInfo(path).isDir());
+    }
+
+    void failedWriteIsReportedAndRetried() {
+        const QString blocker = QFileInfo(path).absolutePath();
+        writeAll(blocker, "not a folder");
+        FileSettingsStore store(blocker + "/inner/settings.reg");
+        SettingsStore::Key key = 0;
+        QCOMPARE(store.createKey(Hive::LocalMachine, "K", &key, nullptr), 0);
+        QCOMPARE(store.closeKey(key), SettingsStore::Failed);
+        QVERIFY(store.problem().contains("could not be saved"));
+        QFile::remove(blocker);
+        QCOMPARE(store.flush(), 0);
+        QVERIFY(store.problem().isEmpty());
+        QVERIFY(QFileInfo::exists(blocker + "/inner/settings.reg"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFileSettingsStore)
+#include "tst_filesettingsstore.moc"

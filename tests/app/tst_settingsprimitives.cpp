@@ -1,0 +1,142 @@
+#include "app/MemorySettingsStore.h"
+#include "app/SettingsKey.h"
+
+#include <QTest>
+
+using namespace mivel;
+using Type = SettingsStore::Type;
+using Hive = SettingsStore::Hive;
+
+namespace {
+const QString KeyPath = QStringLiteral("SOFTWARE\\Test");
+}
+
+// The two primitives every settings read and write goes through, over the in-memory store.
+class TestSettingsPrimitives : public QObject {
+    Q_OBJECT
+
+    MemorySettingsStore store;
+    SettingsStore::Key key = 0;
+
+    std::optional<SettingsTree::Value> stored(const QString& name) const {
+        return store.tree().value(Hive::LocalMachine, KeyPath, name);
+    }
+
+private slots:
+    void init() {
+        store = MemorySettingsStore();
+        QCOMPARE(store.createKey(Hive::LocalMachine, KeyPath, &key, nullptr), 0);
+    }
+
+    void writesEachTypeAsTheRegistryHoldsIt_data() {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<int>("storedType");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("text keeps its zero")
+            << 1 << QVariant("0.25") << 1 << QByteArray("0.25\0", 5);
+        QTest::newRow("empty text") << 1 << QVariant(QString()) << 1 << QByteArray(1, '\0');
+        QTest::newRow("utf-8 text")
+            << 1 << QVariant(QStringLiteral("\u00b0")) << 1 << QByteArray("\xc2\xb0\0", 3);
+        QTest::newRow("dword") << 4 << QVariant(540) << 4 << QByteArray("\x1c\x02\0\0", 4);
+        QTest::newRow("dword negative") << 4 << QVariant(-1) << 4 << QByteArray(4, '\xff');
+        QTest::newRow("dword from text, halves to even")
+            << 4 << QVariant(" 2.5 ") << 4 << QByteArray("\x02\0\0\0", 4);
+        QTest::newRow("dword from true") << 4 << QVariant(true) << 4 << QByteArray("\x01\0\0\0", 4);
+        QTest::newRow("float under type 5")
+            << 5 << QVariant(0.25) << 5 << QByteArray("\0\0\x80\x3e", 4);
+    }
+    void writesEachTypeAsTheRegistryHoldsIt() {
+        QFETCH(int, type);
+        QFETCH(QVariant, value);
+        QFETCH(int, storedType);
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(setSettingValue(store, key, "V", type, value), 0);
+        QCOMPARE(int(stored("V")->type), storedType);
+        QCOMPARE(stored("V")->data, bytes);
+    }
+
+    void refusesWhatItCannotWrite_data() {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QVariant>("value");
+        QTest::newRow("binary type") << 3 << QVariant(1);
+        QTest::newRow("dword from words") << 4 << QVariant("abc");
+        QTest::newRow("dword too large") << 4 << QVariant(5e9);
+        QTest::newRow("float from words") << 5 << QVariant("x");
+    }
+    void refusesWhatItCannotWrite() {
+        QFETCH(int, type);
+        QFETCH(QVariant, value);
+        QCOMPARE(setSettingValue(store, key, "V", type, value), SettingsStore::InvalidParameter);
+        QVERIFY(!stored("V"));
+    }
+
+    void readsBackWhatItWrote() {
+        setSettingValue(store, key, "Text", 1, "Vark Mivel");
+        setSettingValue(store, key, "Dword", 4, -72000);
+        setSettingValue(store, key, "Single", 5, 1.7);
+        QVariant v;
+        QCOMPARE(querySettingValue(store, key, "Text", &v), 0);
+        QCOMPARE(v, QVariant(QStringLiteral("Vark Mivel")));
+        QCOMPARE(querySettingValue(store, key, "Dword", &v), 0);
+        QCOMPARE(v.typeId(), QMetaType::Int);
+        QCOMPARE(v.toInt(), -72000);
+        QCOMPARE(querySettingValue(store, key, "Single", &v), 0);
+        QCOMPARE(v.typeId(), QMetaType::Float);
+        QCOMPARE(v.toFloat(), 1.7f);
+    }
+
+    void queryStatuses() {
+        QVariant v = 7;
+        QCOMPARE(querySettingValue(store, key, "Absent", &v), SettingsStore::NotFound);
+        store.tree().put(Hive::LocalMachine, KeyPath, "Binary", Type(3), "xy");
+        QCOMPARE(querySettingValue(store, key, "Binary", &v), -1);
+        // Text stored without its zero still loses its last character.
+        store.tree().put(Hive::LocalMachine, KeyPath, "Bare", Type::String, "abc");
+        QCOMPARE(querySettingValue(store, key, "Bare", &v), 0);
+        QCOMPARE(v.toString(), QStringLiteral("ab"));
+        store.failQuery("PORT", 5);
+        QCOMPARE(querySettingValue(store, key, "PORT", &v), 5);
+    }
+
+    void writeSettingCreatesTheKeyAndClosesIt() {
+        QCOMPARE(writeSetting(store, "DornaLimit", 4, 2000, SettingsKeyUse::OnlyIfPresent),
+                 SettingsStore::NotFound);
+        QVERIFY(!store.tree().exists(Hive::LocalMachine, SettingsKeyPath));
+        QCOMPARE(writeSetting(store, "DornaLimit", 4, 2000), 0);
+        QCOMPARE(writeSetting(store, "DornaLimit", 4, 1999, SettingsKeyUse::OnlyIfPresent), 0);
+        QVariant v;
+        QCOMPARE(readSetting(store, "DornaLimit", &v), 0);
+        QCOMPARE(v.toInt(), 1999);
+        QCOMPARE(store.tree().openHandles(), 1); // only the test's own key
+        store.failSet("StepSize", 8);
+        QCOMPARE(writeSetting(store, "StepSize", 1, "0.5"), 8);
+        QCOMPARE(store.tree().openHandles(), 1);
+    }
+
+    void deniedHiveRefusesOpenCreateAndDelete() {
+        store.denyWriteAccess(Hive::LocalMachine);
+        SettingsStore::Key other = 0;
+        QCOMPARE(store.openKey(Hive::LocalMachine, KeyPath, &other), SettingsStore::AccessDenied);
+        QCOMPARE(store.createKey(Hive::LocalMachine, "X", &other, nullptr),
+                 SettingsStore::AccessDenied);
+        QCOMPARE(store.deleteKey(Hive::LocalMachine, KeyPath), SettingsStore::AccessDenied);
+        QCOMPARE(store.createKey(Hive::ClassesRoot, "X", &other, nullptr), 0);
+    }
+
+    void keysFollowTheRegistryRules() {
+        SettingsStore::Key k = 0;
+        bool createdNew = false;
+        QCOMPARE(store.createKey(Hive::LocalMachine, "A\\B\\C", &k, &createdNew), 0);
+        QVERIFY(createdNew);
+        QCOMPARE(store.createKey(Hive::LocalMachine, "a\\b", &k, &createdNew), 0);
+        QVERIFY(!createdNew); // a parent of an existing key exists
+        QCOMPARE(store.openKey(Hive::ClassesRoot, "A", &k), SettingsStore::NotFound);
+        QCOMPARE(store.deleteKey(Hive::LocalMachine, "A"), 0);
+        QCOMPARE(store.openKey(Hive::LocalMachine, "A\\B\\C", &k), SettingsStore::NotFound);
+        QCOMPARE(store.closeKey(12345), SettingsStore::InvalidHandle);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSettingsPrimitives)
+#include "tst_settingsprimitives.moc"
