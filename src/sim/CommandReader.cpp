@@ -1,0 +1,104 @@
+#include "CommandReader.h"
+
+#include "link/Commands.h"
+
+namespace mivel::sim {
+namespace {
+
+using wire::Cmd;
+
+char wordOf(Cmd cmd) {
+    return wire::commandInfo(cmd).word.front();
+}
+
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
+
+// "S", the record type, two hex digits of byte count: the count says how much follows.
+constexpr qsizetype RecordHeader = 4;
+
+} // namespace
+
+void CommandReader::setMode(Mode mode) {
+    mode_ = mode;
+    state_ = State::Between;
+    word_.clear();
+    text_.clear();
+}
+
+bool CommandReader::isBare(char byte) const {
+    if (mode_ == Mode::Loader)
+        return byte == wordOf(Cmd::LoaderErase) || byte == wordOf(Cmd::LoaderProgram);
+    return byte == wordOf(Cmd::FocusHome) || byte == wordOf(Cmd::EndUpload);
+}
+
+std::optional<ReadCommand> CommandReader::push(char byte) {
+    switch (state_) {
+    case State::Between:
+        return startWord(byte);
+    case State::Record:
+        return continueRecord(byte);
+    case State::Colon:
+        state_ = State::Argument;
+        if (byte == 'V') {
+            word_ += byte;
+            return std::nullopt;
+        }
+        [[fallthrough]];
+    case State::Argument:
+        if (byte != ' ') {
+            text_ += byte;
+            return std::nullopt;
+        }
+        state_ = State::Between;
+        return ReadCommand{std::exchange(word_, {}), std::exchange(text_, {})};
+    }
+    return std::nullopt;
+}
+
+std::optional<ReadCommand> CommandReader::startWord(char byte) {
+    if (mode_ == Mode::Records) {
+        // Anything between records (line ends a sender may add) is skipped up to the next "S".
+        if (byte == 'S') {
+            text_ = QByteArray(1, byte);
+            state_ = State::Record;
+        }
+        return std::nullopt;
+    }
+    if (byte == ' ')
+        return std::nullopt;
+    if (isBare(byte))
+        return ReadCommand{QByteArray(1, byte), {}};
+    word_ = QByteArray(1, byte);
+    text_.clear();
+    state_ = byte == ':' ? State::Colon : State::Argument;
+    return std::nullopt;
+}
+
+std::optional<ReadCommand> CommandReader::continueRecord(char byte) {
+    text_ += byte;
+    if (text_.size() < RecordHeader)
+        return std::nullopt;
+    const int high = hexDigit(text_[2]);
+    const int low = hexDigit(text_[3]);
+    if (high < 0 || low < 0) {
+        // Not a record after all: look for the next "S" from here.
+        state_ = State::Between;
+        text_.clear();
+        return byte == 'S' ? startWord(byte) : std::nullopt;
+    }
+    const qsizetype length = RecordHeader + 2 * (high * 16 + low);
+    if (text_.size() < length)
+        return std::nullopt;
+    state_ = State::Between;
+    return ReadCommand{QByteArrayLiteral("S"), std::exchange(text_, {})};
+}
+
+} // namespace mivel::sim

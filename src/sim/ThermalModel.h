@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <array>
+
+namespace mivel::sim {
+
+// The unit's four temperature sensors, numbered 1 to 4 on the wire.
+enum class Sensor { Ambient, Primary, Secondary, Electronics };
+constexpr int SensorCount = 4;
+
+// A sensor calibration as the unit stores it: slope (degrees F per raw unit) and offset
+// (degrees F), both times 100000.
+struct Calibration {
+    qint32 slope;
+    qint32 offset;
+};
+
+// The night around the telescope and the unit's thermal loops. The air cools slowly through the
+// night; the primary mirror follows it with a lag that the fan shortens; the secondary mirror
+// follows too and is warmed by its heater; the electronics run warmer than the air. Each sensor
+// turns its true temperature into a whole raw reading through its own response, and the unit
+// reports temperature = raw x slope + offset with the calibration it was given, so uploading a
+// new calibration changes the reported temperatures and not the raw readings.
+class ThermalModel {
+public:
+    ThermalModel();
+
+    void advance(double seconds);
+
+    // Restarts the night from this air temperature.
+    void setAmbient(double degreesF);
+    // How far the air cools over half a day; 0 keeps it steady.
+    void setNightSwing(double degreesF) { swing_ = degreesF; }
+
+    double temperature(Sensor s) const { return true_[index(s)]; }
+    int raw(Sensor s) const;
+    // The temperature the unit reports, in hundredths of a degree F.
+    int reported(Sensor s) const;
+    Calibration calibration(Sensor s) const { return calibration_[index(s)]; }
+    void setSlope(Sensor s, double degreesPerUnit);
+    void setOffset(Sensor s, double degrees);
+
+    // Fan: mode 0 is manual power, 1 follows the mirror-to-air difference proportionally, 2 runs
+    // flat out while the mirror is warmer than the air by more than the dead band.
+    int fanMode() const { return fanMode_; }
+    int fanPower() const { return fanPower_; }
+    int fanGain() const { return fanGain_; }
+    int fanDeadBand() const { return fanDeadBand_; }
+    void setFanMode(int mode);
+    void setFanPower(int percent); // and manual mode
+    void setFanGain(int gain) { fanGain_ = qBound(1, gain, 100); }
+    void setFanDeadBand(int tenths) { fanDeadBand_ = qBound(0, tenths, 100); }
+
+    // Secondary heater: mode 0 is manual power, 1 holds the secondary at the air temperature
+    // plus the set point, 2 at the primary's plus the set point.
+    int heaterMode() const { return heaterMode_; }
+    int heaterPower() const { return heaterPower_; }
+    int heaterSetPoint() const { return heaterSetPoint_; } // tenths of a degree F
+    void setHeaterMode(int mode);
+    void setHeaterPower(int percent); // and manual mode
+    void setHeaterSetPoint(int tenths) { heaterSetPoint_ = qBound(-100, tenths, 100); }
+    // The heater loop's error (degrees F) and integral, for the diagnostic record.
+    double heaterError() const { return heaterError_; }
+    double heaterIntegral() const { return heaterIntegral_; }
+    double fanError() const;
+
+    int dewPower(int heater) const { return dew_[heater == 2 ? 1 : 0]; }
+    void setDewPower(int heater, int percent) {
+        dew_[heater == 2 ? 1 : 0] = qBound(0, percent, 100);
+    }
+
+private:
+    static std::size_t index(Sensor s) { return std::size_t(s); }
+    double airAt(double seconds) const;
+    void runFan();
+    void runHeater(double seconds);
+
+    std::array<double, SensorCount> true_{};
+    std::array<Calibration, SensorCount> calibration_{};
+    double airStart_ = 50;
+    double swing_ = 8;
+    double night_ = 0; // seconds since the night started
+    int fanMode_ = 1;
+    int fanPower_ = 0;
+    int fanGain_ = 10;
+    int fanDeadBand_ = 5;
+    int heaterMode_ = 1;
+    int heaterPower_ = 0;
+    int heaterSetPoint_ = 20;
+    double heaterError_ = 0;
+    double heaterIntegral_ = 0;
+    std::array<int, 2> dew_{};
+};
+
+} // namespace mivel::sim
