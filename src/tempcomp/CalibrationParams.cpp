@@ -149,6 +149,9 @@ std::optional<QString> replyValue(Param param, wire::Tag tag, double value) {
     const ParamInfo& info = paramInfo(param);
     switch (info.input) {
     case Input::Number:
+        // Unscaled values are shown as the unit holds them: a gain of 2.5 must not read as 3.
+        if (wire::tagInfo(tag).scale == 1)
+            return QString::number(value, 'g', 15);
         return wire::displayText(tag, value);
     case Input::Whole:
     case Input::Choice:
