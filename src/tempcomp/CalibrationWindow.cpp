@@ -109,11 +109,12 @@ void CalibrationWindow::setValue(Param param, const QString& value) {
 bool CalibrationWindow::edit(Param param, const QString& text) {
     const auto accepted = acceptedValue(param, text);
     if (!accepted) {
+        // The view shows the value kept before the message takes the focus from it.
+        emit valueChanged(param);
         const ParamInfo& info = paramInfo(param);
         ctx_.prompt().inform(
             QStringLiteral("Invalid %1.").arg(QLatin1String(info.label.data(), info.label.size())),
             Title, Prompt::Icon::Warning);
-        emit valueChanged(param); // the view shows the value kept
         return false;
     }
     if (*accepted == value(param))
