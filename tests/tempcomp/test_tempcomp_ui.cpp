@@ -5,6 +5,7 @@
 
 #include "tempcomp/ui/CalibrationWindowView.h"
 #include "tempcomp/ui/TempCompDialogView.h"
+#include "tempcomp/ui/TempCompWindows.h"
 
 #include <QChartView>
 #include <QCheckBox>
@@ -16,6 +17,7 @@
 #include <QSpinBox>
 #include <QTabWidget>
 #include <QTest>
+#include <QTimer>
 
 using namespace mivel;
 using namespace mivel::tempcomp;
@@ -41,6 +43,7 @@ private slots:
     void compensationDialogDrivesItsLogic();
     void calibrationWindowShowsAndEditsParameters();
     void calibrationWindowRecordsAndFits();
+    void entryFunctionsForTheConsole();
 };
 
 void TempCompUiTest::compensationDialogDrivesItsLogic() {
@@ -155,6 +158,29 @@ void TempCompUiTest::calibrationWindowRecordsAndFits() {
     QCOMPARE(chart->chart()->series().size(), 6);
     saveScreenshot(view, "calibration.png");
     view.close();
+}
+
+void TempCompUiTest::entryFunctionsForTheConsole() {
+    Rig rig;
+    rig.reply(":sl1 1000 :tcc 25 :tcm 4 :tc 2 ");
+    rig.sent();
+    // The modal dialog is closed with Cancel as soon as it shows.
+    QTimer::singleShot(0, this, [] {
+        QWidget* modal = QApplication::activeModalWidget();
+        QVERIFY(modal);
+        modal->findChild<QPushButton*>(QStringLiteral("cmdCancel"))->click();
+    });
+    const TempCompButtons buttons = openTempCompDialog(rig.ctx, nullptr);
+    QCOMPARE(rig.sent(), QByteArray(" :V  l  +2 "));
+    QCOMPARE(buttons.caption, QStringLiteral("Temperature Compensation = MAN"));
+    QVERIFY(buttons.synchEnabled);
+
+    QWidget* window = openCalibrationWindow(rig.ctx, nullptr);
+    QPointer<QWidget> guard(window);
+    QCOMPARE(openCalibrationWindow(rig.ctx, nullptr), window); // one at a time
+    QVERIFY(window->isVisible());
+    window->close();
+    QTRY_VERIFY(!guard);
 }
 
 QTEST_MAIN(TempCompUiTest)

@@ -7,12 +7,14 @@
 
 namespace mivel::tempcomp {
 
+void runTempCompDialog(AppContext& ctx, QWidget* parent) {
+    TempCompDialogView dialog(ctx, parent);
+    dialog.exec();
+}
+
 TempCompButtons openTempCompDialog(AppContext& ctx, QWidget* parent) {
     prepareTempCompDialog(ctx);
-    {
-        TempCompDialogView dialog(ctx, parent);
-        dialog.exec();
-    }
+    runTempCompDialog(ctx, parent);
     return finishTempCompDialog(ctx);
 }
 

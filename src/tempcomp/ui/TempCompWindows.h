@@ -10,6 +10,10 @@ class QWidget;
 
 namespace mivel::tempcomp {
 
+// Shows the compensation dialog modally and returns when it has closed; nothing before or
+// after. For a console that sends " :V " and the mode itself.
+void runTempCompDialog(AppContext& ctx, QWidget* parent);
+
 // The console's compensation button: prepares the unit, shows the compensation dialog modally
 // and, however it was closed, sends the mode. Returns what the console's compensation and
 // synchronisation buttons show.
