@@ -46,7 +46,8 @@ CalibrationWindow::CalibrationWindow(AppContext& ctx, QObject* parent)
         if (info.input != Input::Number)
             values_[std::size_t(info.param)] = QString::number(info.min);
     const Settings& settings = ctx.settings();
-    values_[std::size_t(Param::StepSize)] = formatNumber(settings.stepSize, "0.00");
+    // All its digits: the window writes the step size back when it closes.
+    values_[std::size_t(Param::StepSize)] = wire::decimalText(settings.stepSize);
     values_[std::size_t(Param::ErrorComputer)] = settings.errorMessage != 0 ? "1" : "0";
     values_[std::size_t(Param::CheckTelescope)] = settings.checkTelescope ? "1" : "0";
     values_[std::size_t(Param::PromptTheSky)] = settings.promptTheSky ? "1" : "0";

@@ -55,9 +55,9 @@ void TempCompDialog::onReplyWait() {
     replyWait_.stop();
     if (state_.paramsReceived) {
         state_.coefficient = std::clamp(state_.coefficient, -100.0f, 100.0f);
-        // Only coefficients below 10 reach the spin control here, while an opening after the
-        // parameters are known shows any coefficient up to 100. The dialog has always behaved
-        // so, and users who set large coefficients rely on reopening the dialog to see them.
+        // A late reply shows only coefficients below 10; a larger one appears on the next
+        // opening, when the parameters are already known. The dialog has always behaved so and
+        // keeps doing it.
         if (state_.coefficient < 10)
             setCoefficientShown(roundedTenths(state_.coefficient));
         // Deliberately tighter than the 0..100 accepted from the reply.

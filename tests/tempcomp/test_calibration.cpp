@@ -562,10 +562,10 @@ void CalibrationTest::savingAsksBeforeReplacingAndReportsFailures() {
 
 void CalibrationTest::closingOffersTheUploadAndKeepsTheSettings() {
     Rig rig;
-    rig.ctx.settings().stepSize = 0.25f;
+    rig.ctx.settings().stepSize = 0.5625f;
     {
         CalibrationWindow window(rig.ctx);
-        QCOMPARE(window.value(Param::StepSize), QStringLiteral("0.25"));
+        QCOMPARE(window.value(Param::StepSize), QStringLiteral("0.5625"));
         window.close(); // nothing changed: no question
         QVERIFY(rig.prompt->shown.empty());
     }
