@@ -120,6 +120,18 @@ void TempCompSimTest::calibrationThenCompensationMovesTheFocuser() {
     const int rawChange = rig.unit.rawReading(Sensor::Ambient) - rawBefore;
     QVERIFY(rawChange != 0);
     QCOMPARE(rig.unit.focusTarget() - before, rawChange * 250 / 1000);
+
+    // Manual: the air changes and nothing moves until the console's synch sends " +2 " again.
+    const QByteArray synch = wire::command(wire::Cmd::TempCompMode, 2, wire::Lead::Space);
+    rig.ctx.hub().serial()->transmit(synch);
+    rig.settle();
+    const int manualBefore = rig.unit.focusTarget();
+    rig.unit.setAmbient(rig.unit.temperature(Sensor::Ambient) - 10);
+    rig.clock.advance(10 * SimulatedUnit::TickMs);
+    QCOMPARE(rig.unit.focusTarget(), manualBefore);
+    rig.ctx.hub().serial()->transmit(synch);
+    rig.settle();
+    QVERIFY(rig.unit.focusTarget() < manualBefore);
 }
 
 void TempCompSimTest::parametersRoundTripThroughTheUnit() {
