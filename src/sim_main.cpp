@@ -98,14 +98,14 @@ int main(int argc, char* argv[]) {
     unit.setNoProgrammingVoltage(parser.isSet(o.noVoltage));
     unit.setEraseFailure(parser.isSet(o.eraseFailure));
 
+    if (!watchSignals(&app)) {
+        err << "mivel-sim: cannot watch for signals.\n";
+        return 1;
+    }
     mivel::sim::PtyHost host(unit);
     QString why;
     if (!host.start(parser.value(o.pty), &why)) {
         err << "mivel-sim: " << why << '\n';
-        return 1;
-    }
-    if (!watchSignals(&app)) {
-        err << "mivel-sim: cannot watch for signals.\n";
         return 1;
     }
     if (parser.isSet(o.hangUp))

@@ -310,7 +310,6 @@ void SimulatedUnit::restart() {
     reader_.setMode(CommandReader::Mode::Commands);
     loader_ = LoaderState::Off;
     held_.clear();
-    line_.clear();
     uploading_ = false;
     focus_.stop();
     rotator_.stop();

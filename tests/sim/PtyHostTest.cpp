@@ -1,0 +1,109 @@
+#include "Heard.h"
+
+#include "sim/PtyHost.h"
+#include "sim/SimulatedUnit.h"
+
+#include "link/Commands.h"
+#include "link/Serial.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace mivel;
+using sim::PtyHost;
+using sim::SimulatedUnit;
+using wire::Cmd;
+using wire::command;
+using wire::Lead;
+
+class PtyHostTest : public QObject {
+    Q_OBJECT
+private slots:
+    // The program's real serial port against the unit on a pseudo-terminal.
+    void realSerialPortEndToEnd() {
+        QTemporaryDir dir;
+        const QString link = dir.filePath(QStringLiteral("mivel"));
+        SimulatedUnit unit;
+        PtyHost host(unit);
+        QString why;
+        QVERIFY2(host.start(link, &why), qPrintable(why));
+        QCOMPARE(QFileInfo(link).symLinkTarget(), host.devicePath());
+
+        Serial serial(makeQtSerialDevice());
+        serial.setDevicePath(link);
+        Heard heard;
+        connect(&serial, &Serial::myEvent, this, [&](const QByteArray& c) { heard(c); });
+        const Status opened = serial.setConnected(true);
+        QVERIFY2(!opened, opened ? qPrintable(opened->description) : "");
+
+        serial.transmit(command(Cmd::FocusStatus, Lead::Space));
+        QTRY_VERIFY(heard.has(":frp"));
+        QCOMPARE(heard.tags(), (QStringList{":s", ":a", ":h", ":mc", ":mo", ":mb", ":tc", ":frp"}));
+        QCOMPARE(heard.number(":a"), unit.focusPosition());
+        QCOMPARE(unit.receivedBytes(), QByteArray(" Q "));
+
+        // Unplugged: the port reports the loss and closes.
+        QSignalSpy lost(&serial, &Serial::portLost);
+        host.hangUp();
+        QTRY_COMPARE(lost.count(), 1);
+        QVERIFY(!serial.connected());
+    }
+
+    void linkIsReplacedOnlyWhenStale() {
+        QTemporaryDir dir;
+        const QString link = dir.filePath(QStringLiteral("stale"));
+        QVERIFY(QFile::link(dir.filePath(QStringLiteral("gone")), link));
+        SimulatedUnit unit;
+        {
+            PtyHost host(unit);
+            QString why;
+            QVERIFY2(host.start(link, &why), qPrintable(why));
+            QCOMPARE(QFileInfo(link).symLinkTarget(), host.devicePath());
+        }
+        QVERIFY(!QFileInfo(link).isSymLink()); // removed with the host
+
+        const QString file = dir.filePath(QStringLiteral("file"));
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.close();
+        PtyHost host(unit);
+        QString why;
+        QVERIFY(!host.start(file, &why));
+        QVERIFY(why.contains(file));
+        QVERIFY(QFileInfo(file).isFile());
+    }
+
+    // The stand-alone program: it says where the unit is, and on SIGTERM removes its link and
+    // exits normally.
+    void standAloneProgram() {
+        QTemporaryDir dir;
+        const QString link = dir.filePath(QStringLiteral("unit"));
+        QProcess sim;
+        sim.start(QStringLiteral(MIVEL_SIM_PROGRAM), {QStringLiteral("--pty"), link});
+        QVERIFY(sim.waitForStarted());
+        QTRY_VERIFY(sim.canReadLine());
+        QVERIFY(QString::fromLocal8Bit(sim.readLine()).contains(link));
+        QVERIFY(QFileInfo(link).isSymLink());
+        sim.terminate();
+        QVERIFY(sim.waitForFinished(10000));
+        QCOMPARE(sim.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(sim.exitCode(), 0);
+        QVERIFY(!QFileInfo(link).isSymLink());
+
+        QProcess help;
+        help.start(QStringLiteral(MIVEL_SIM_PROGRAM), {QStringLiteral("--help")});
+        QVERIFY(help.waitForFinished(10000));
+        const QString text = QString::fromLocal8Bit(help.readAllStandardOutput());
+        for (const char* option :
+             {"--pace", "--silent", "--garbage", "--split", "--focus-error", "--late-ack",
+              "--missing-ack", "--no-programming-voltage", "--erase-failure", "--hang-up-after"})
+            QVERIFY2(text.contains(QLatin1String(option)), option);
+    }
+};
+
+QTEST_GUILESS_MAIN(PtyHostTest)
+#include "PtyHostTest.moc"

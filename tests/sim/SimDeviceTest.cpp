@@ -1,0 +1,111 @@
+#include "Heard.h"
+
+#include "sim/SimDevice.h"
+#include "sim/SimulatedUnit.h"
+
+#include "link/Commands.h"
+#include "link/Serial.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace mivel;
+using sim::SimulatedUnit;
+using wire::Cmd;
+using wire::command;
+using wire::Lead;
+
+namespace {
+
+void settle() {
+    // Lets every queued delivery run; the device never needs more than a few turns.
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents();
+}
+
+} // namespace
+
+class SimDeviceTest : public QObject {
+    Q_OBJECT
+private slots:
+    void bytesTravelThroughTheEventLoop() {
+        SimulatedUnit unit;
+        auto device = sim::makeSimDevice(unit);
+        QSignalSpy readable(device.get(), &SerialDevice::readyRead);
+        QVERIFY(device->open(nullptr));
+        const QByteArray probe = command(Cmd::Probe);
+        QCOMPARE(device->write(probe), probe.size());
+        // Not inside write(): the unit has heard nothing yet.
+        QCOMPARE(unit.receivedBytes(), QByteArray());
+        QCOMPARE(device->bytesToWrite(), probe.size());
+        QTRY_COMPARE(unit.receivedBytes(), probe);
+        QCOMPARE(device->bytesToWrite(), 0);
+        QTRY_COMPARE(readable.count(), 1);
+        QCOMPARE(device->readAll(), QByteArray(":! 1 "));
+    }
+
+    void closedOrClearedDeviceCarriesNothing() {
+        SimulatedUnit unit;
+        auto device = sim::makeSimDevice(unit);
+        QCOMPARE(device->write(command(Cmd::Probe)), -1);
+        QVERIFY(device->open(nullptr));
+        device->write(command(Cmd::Probe));
+        device->clear();
+        settle();
+        QCOMPARE(unit.receivedBytes(), QByteArray());
+        device->write(command(Cmd::Probe));
+        settle();
+        QCOMPARE(device->bytesAvailable(), 5);
+        device->close();
+        QCOMPARE(device->bytesAvailable(), 0);
+    }
+
+    void serialTalksToTheUnit() {
+        SimulatedUnit unit;
+        Serial serial(sim::makeSimDevice(unit));
+        Heard heard;
+        connect(&serial, &Serial::myEvent, this, [&](const QByteArray& c) { heard(c); });
+        QVERIFY(!serial.setConnected(true));
+        serial.transmit(command(Cmd::FocusStatus, Lead::Space));
+        QTRY_VERIFY(heard.has(":frp"));
+        QCOMPARE(heard.number(":a"), unit.focusPosition());
+        QCOMPARE(heard.chunks, 1);
+    }
+
+    void splitRepliesArriveInPieces() {
+        SimulatedUnit unit;
+        unit.setSplitReplies(true);
+        Serial serial(sim::makeSimDevice(unit));
+        Heard heard;
+        connect(&serial, &Serial::myEvent, this, [&](const QByteArray& c) { heard(c); });
+        QVERIFY(!serial.setConnected(true));
+        serial.transmit(command(Cmd::RotatorStatus, Lead::Space));
+        QTRY_VERIFY(heard.has(":rrp"));
+        QVERIFY(heard.chunks > 1);
+        QCOMPARE(heard.tags(), (QStringList{":rs", ":rt", ":wr", ":rh", ":rrp"}));
+    }
+
+    void hangUpIsReportedOncePerOpening() {
+        SimulatedUnit unit;
+        auto device = sim::makeSimDevice(unit);
+        QSignalSpy lost(device.get(), &SerialDevice::lost);
+        QVERIFY(device->open(nullptr));
+        unit.setHungUp(true);
+        QTRY_COMPARE(lost.count(), 1);
+        QVERIFY(!device->isOpen());
+        settle();
+        QCOMPARE(lost.count(), 1);
+
+        QString why;
+        QVERIFY(!device->open(&why));
+        QVERIFY(!why.isEmpty());
+
+        unit.setHungUp(false);
+        QVERIFY(device->open(nullptr));
+        unit.setHungUp(true);
+        QTRY_COMPARE(lost.count(), 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(SimDeviceTest)
+#include "SimDeviceTest.moc"
