@@ -1,0 +1,192 @@
+#include "AlpacaProtocol.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+
+#include <charconv>
+#include <cmath>
+
+namespace mivel::alpaca {
+
+QList<QPair<QString, QString>> decodeForm(const QByteArray& text) {
+    QList<QPair<QString, QString>> out;
+    for (const QByteArray& field : text.split('&')) {
+        if (field.isEmpty())
+            continue;
+        const qsizetype eq = field.indexOf('=');
+        auto decode = [](QByteArray s) {
+            s.replace('+', ' ');
+            return QString::fromUtf8(QByteArray::fromPercentEncoding(s));
+        };
+        const QString name = decode(eq < 0 ? field : field.left(eq));
+        const QString value = eq < 0 ? QString() : decode(field.mid(eq + 1));
+        const bool seen =
+            std::any_of(out.begin(), out.end(), [&](const auto& p) { return p.first == name; });
+        if (!seen)
+            out.append({name, value});
+    }
+    return out;
+}
+
+Params Params::fromQuery(const QByteArray& query) {
+    return Params(decodeForm(query), Casing::AnyCase);
+}
+
+Params Params::fromForm(const QByteArray& body) {
+    return Params(decodeForm(body), Casing::Exact);
+}
+
+Params::Lookup Params::find(QStringView name) const {
+    for (const auto& [n, v] : pairs_)
+        if (n == name)
+            return {true, false, v, n};
+    for (const auto& [n, v] : pairs_)
+        if (n.compare(name, Qt::CaseInsensitive) == 0)
+            return {casing_ == Casing::AnyCase, casing_ == Casing::Exact, v, n};
+    return {};
+}
+
+quint32 Params::id(QStringView name) const {
+    const Lookup l = find(name);
+    if (!l.found)
+        return 0;
+    bool ok = false;
+    const qulonglong v = l.value.toULongLong(&ok);
+    return ok && v <= 0xFFFFFFFFull && !l.value.startsWith(u'+') ? quint32(v) : 0;
+}
+
+std::optional<bool> parseBool(const QString& text) {
+    if (text.compare(u"true", Qt::CaseInsensitive) == 0)
+        return true;
+    if (text.compare(u"false", Qt::CaseInsensitive) == 0)
+        return false;
+    return std::nullopt;
+}
+
+std::optional<qint32> parseInt(const QString& text) {
+    bool ok = false;
+    const int v = QLocale::c().toInt(text, &ok);
+    if (!ok || text.startsWith(u'+') || text.contains(u','))
+        return std::nullopt;
+    return v;
+}
+
+std::optional<double> parseDouble(const QString& text) {
+    bool ok = false;
+    QLocale c = QLocale::c();
+    c.setNumberOptions(QLocale::RejectGroupSeparator);
+    const double v = c.toDouble(text, &ok);
+    if (!ok || !std::isfinite(v) || text.startsWith(u'+'))
+        return std::nullopt;
+    return v;
+}
+
+std::optional<QVariant> parseAs(QMetaType::Type type, const QString& text) {
+    switch (type) {
+    case QMetaType::Bool:
+        if (auto b = parseBool(text))
+            return QVariant(*b);
+        return std::nullopt;
+    case QMetaType::Short:
+    case QMetaType::Int:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        if (auto i = parseInt(text))
+            return QVariant(*i);
+        return std::nullopt;
+    case QMetaType::Float:
+    case QMetaType::Double:
+        if (auto d = parseDouble(text))
+            return QVariant(*d);
+        return std::nullopt;
+    default: // text and variants go to the member as written: it judges them itself
+        return QVariant(text);
+    }
+}
+
+QString describeType(QMetaType::Type type) {
+    switch (type) {
+    case QMetaType::Bool:
+        return QStringLiteral("True or False");
+    case QMetaType::Short:
+    case QMetaType::Int:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        return QStringLiteral("an integer");
+    case QMetaType::Float:
+    case QMetaType::Double:
+        return QStringLiteral("a number");
+    default:
+        return QStringLiteral("a text");
+    }
+}
+
+QJsonValue toJson(const QVariant& value) {
+    if (!value.isValid())
+        return QJsonValue(QJsonValue::Undefined);
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        return value.toBool();
+    case QMetaType::Float: {
+        // The shortest text that reads back as the same single, then as a double.
+        char buf[32];
+        const auto r = std::to_chars(buf, buf + sizeof buf, value.toFloat());
+        return QByteArray(buf, r.ptr - buf).toDouble();
+    }
+    case QMetaType::Double:
+        return value.toDouble();
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        return value.toLongLong();
+    case QMetaType::QStringList:
+        return QJsonArray::fromStringList(value.toStringList());
+    case QMetaType::QVariantList: {
+        QJsonArray a;
+        for (const QVariant& v : value.toList())
+            a.append(toJson(v));
+        return a;
+    }
+    default:
+        return value.toString();
+    }
+}
+
+Reply Reply::fromCall(const CallResult& r) {
+    Reply reply;
+    reply.value = toJson(r.value);
+    if (r.error) {
+        const Error e = fromAutomationError(*r.error);
+        reply.errorNumber = e.number;
+        reply.errorMessage = e.message;
+    }
+    return reply;
+}
+
+QByteArray encodeReply(const Reply& reply, quint32 clientTransactionId,
+                       quint32 serverTransactionId) {
+    QJsonObject o;
+    if (!reply.value.isUndefined())
+        o.insert(QStringLiteral("Value"), reply.value);
+    o.insert(QStringLiteral("ClientTransactionID"), qint64(clientTransactionId));
+    o.insert(QStringLiteral("ServerTransactionID"), qint64(serverTransactionId));
+    o.insert(QStringLiteral("ErrorNumber"), reply.errorNumber);
+    o.insert(QStringLiteral("ErrorMessage"), reply.errorMessage);
+    return QJsonDocument(o).toJson(QJsonDocument::Compact);
+}
+
+QByteArray encodeManagementReply(const QJsonValue& value, quint32 clientTransactionId,
+                                 quint32 serverTransactionId) {
+    QJsonObject o;
+    o.insert(QStringLiteral("Value"), value);
+    o.insert(QStringLiteral("ClientTransactionID"), qint64(clientTransactionId));
+    o.insert(QStringLiteral("ServerTransactionID"), qint64(serverTransactionId));
+    return QJsonDocument(o).toJson(QJsonDocument::Compact);
+}
+
+} // namespace mivel::alpaca

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "AlpacaProtocol.h"
+
+#include "drivers/AutomationDevice.h"
+#include "link/Task.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace mivel::alpaca {
+
+enum class Verb { Get, Put };
+
+// A parameter a member takes, as the API spells it.
+struct ParamSpec {
+    QString name;
+    QMetaType::Type type;
+};
+
+// One member of a device at /api/v1/{type}/0/{path}.
+struct Route {
+    QString path; // lower case
+    Verb verb;
+    std::vector<ParamSpec> params;
+    // Runs the member with the parsed parameters, in the order of params.
+    std::function<Task<Reply>(const QVariantList& args)> run;
+};
+
+// What an Alpaca device is called and which standard interface it serves.
+struct DeviceIdentity {
+    DeviceProvider::Kind kind;
+    QString pathType;   // "focuser": the URL element
+    QString deviceType; // "Focuser": DeviceType in configureddevices
+    QString name;
+    QString description;
+    int interfaceVersion;
+};
+
+// One driver object served as an Alpaca device: the common members every device has, the
+// standard members of its interface mapped onto the object's members, and every other member of
+// the object under its own lower-case name. The routes are built when a client first addresses
+// the device, which is also when the object is created.
+class DeviceEndpoint {
+public:
+    DeviceEndpoint(DeviceProvider& provider, DeviceIdentity identity);
+    virtual ~DeviceEndpoint();
+    DeviceEndpoint(const DeviceEndpoint&) = delete;
+    DeviceEndpoint& operator=(const DeviceEndpoint&) = delete;
+
+    const DeviceIdentity& identity() const { return identity_; }
+
+    enum class Lookup { Found, NoSuchMember, WrongVerb };
+    // The route for a member; *route is set when Found.
+    Lookup find(const QString& path, Verb verb, const Route** route);
+
+    // The object's members that the standard interface lacks (the supported actions).
+    QStringList extraMembers();
+    // Whether a client has linked the object; false before the object exists.
+    bool linked() const;
+    // The object, created on first use.
+    AutomationDevice& device();
+    // Readable members and their values, for the setup page.
+    Task<std::vector<std::pair<QString, QString>>> readAll();
+
+protected:
+    // Standard members of the interface, and the object's members they stand for (which are
+    // therefore not served again under their own names).
+    virtual std::vector<Route> standardRoutes() = 0;
+    virtual QStringList mappedMembers() const = 0;
+    // The operational values of the device for devicestate, in the API's names.
+    virtual Task<Reply> deviceState() = 0;
+
+    // Building blocks of the routes. They take their arguments by value: they are coroutines.
+    Task<Reply> read(QString member);
+    Task<Reply> write(QString member, QVariant value);
+    Task<Reply> invoke(QString member, QVariantList args);
+    static Reply notImplemented(const QString& what);
+
+    // devicestate from named reads: each pair is (name in the reply, object member). Values that
+    // cannot be read are left out, as the API allows.
+    struct StateItem {
+        QString name;
+        std::function<Task<Reply>()> read;
+    };
+    Task<Reply> collectState(std::vector<StateItem> items);
+
+private:
+    void buildRoutes();
+    std::vector<Route> commonRoutes();
+    std::vector<Route> extraRoutes(const QStringList& taken);
+    Task<Reply> action(QString name, QString parameters);
+    Task<Reply> connectInBackground();
+    Reply connecting();
+
+    DeviceProvider& provider_;
+    DeviceIdentity identity_;
+    std::vector<Route> routes_;
+    QStringList extras_;
+    bool built_ = false;
+    // Platform 7 connect: in progress, and how the last one ended (reported once by connecting).
+    std::shared_ptr<bool> connecting_ = std::make_shared<bool>(false);
+    std::shared_ptr<std::optional<Reply>> connectOutcome_ =
+        std::make_shared<std::optional<Reply>>();
+};
+
+std::unique_ptr<DeviceEndpoint> makeFocuserEndpoint(DeviceProvider& provider);
+std::unique_ptr<DeviceEndpoint> makeRotatorEndpoint(DeviceProvider& provider);
+std::unique_ptr<DeviceEndpoint> makeSwitchEndpoint(DeviceProvider& provider);
+
+} // namespace mivel::alpaca

@@ -1,0 +1,60 @@
+#include "Discovery.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkDatagram>
+#include <QUdpSocket>
+
+namespace mivel::alpaca {
+
+DiscoveryResponder::DiscoveryResponder(quint16 alpacaPort, QHostAddress httpAddress,
+                                       QObject* parent)
+    : QObject(parent)
+    , alpacaPort_(alpacaPort)
+    , httpAddress_(std::move(httpAddress))
+    , socket_(new QUdpSocket(this)) {
+    connect(socket_, &QUdpSocket::readyRead, this, &DiscoveryResponder::onReadyRead);
+}
+
+DiscoveryResponder::~DiscoveryResponder() = default;
+
+bool DiscoveryResponder::start(quint16 port, QString* error) {
+    // Broadcasts reach only a socket bound to every address; other Alpaca servers of the machine
+    // bind the same port.
+    if (socket_->bind(QHostAddress::AnyIPv4, port,
+                      QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint))
+        return true;
+    if (error)
+        *error = socket_->errorString();
+    return false;
+}
+
+quint16 DiscoveryResponder::port() const {
+    return socket_->localPort();
+}
+
+bool DiscoveryResponder::isDiscoveryRequest(const QByteArray& datagram) {
+    // "alpacadiscovery" and a protocol version from 1 up; later versions are answered the same.
+    static const QByteArray prefix = "alpacadiscovery";
+    if (!datagram.startsWith(prefix) || datagram.size() == prefix.size())
+        return false;
+    const QByteArray version = datagram.mid(prefix.size());
+    bool ok = false;
+    return version.toInt(&ok) >= 1 && ok;
+}
+
+void DiscoveryResponder::onReadyRead() {
+    while (socket_->hasPendingDatagrams()) {
+        const QNetworkDatagram d = socket_->receiveDatagram(1024);
+        if (!d.isValid() || !isDiscoveryRequest(d.data()))
+            continue;
+        if (httpAddress_.isLoopback() && !d.senderAddress().isLoopback())
+            continue;
+        const QByteArray reply =
+            QJsonDocument(QJsonObject{{"AlpacaPort", alpacaPort_}}).toJson(QJsonDocument::Compact);
+        socket_->writeDatagram(reply, d.senderAddress(), quint16(d.senderPort()));
+        ++answered_;
+    }
+}
+
+} // namespace mivel::alpaca

@@ -1,0 +1,63 @@
+// focuser/0: the focuser object as an IFocuserV4 device.
+
+#include "DeviceEndpoint.h"
+
+namespace mivel::alpaca {
+namespace {
+
+class FocuserEndpoint final : public DeviceEndpoint {
+public:
+    explicit FocuserEndpoint(DeviceProvider& provider)
+        : DeviceEndpoint(provider, {DeviceProvider::Kind::Focuser, "focuser", "Focuser",
+                                    "Mivel Focuser", "Mivel focuser (Vark_AE.Focuser)", 4}) {}
+
+protected:
+    std::vector<Route> standardRoutes() override {
+        using T = QMetaType::Type;
+        auto get = [this](const char* member) {
+            return [this, member](const QVariantList&) { return read(member); };
+        };
+        return {
+            {"absolute", Verb::Get, {}, get("absolute")},
+            {"ismoving", Verb::Get, {}, get("IsMoving")},
+            {"maxincrement", Verb::Get, {}, get("MaxIncrement")},
+            {"maxstep", Verb::Get, {}, get("MaxStep")},
+            {"position", Verb::Get, {}, get("Position")},
+            {"stepsize", Verb::Get, {}, get("StepSize")},
+            {"tempcomp", Verb::Get, {}, get("TempComp")},
+            {"tempcomp",
+             Verb::Put,
+             {{"TempComp", T::Bool}},
+             [this](const QVariantList& a) { return write("TempComp", a[0]); }},
+            {"tempcompavailable", Verb::Get, {}, get("TempCompAvailable")},
+            {"temperature", Verb::Get, {}, get("Temperature")},
+            {"halt", Verb::Put, {}, [this](const QVariantList&) { return invoke("Halt", {}); }},
+            // The unit enforces its own travel; Move makes no range check of its own.
+            {"move",
+             Verb::Put,
+             {{"Position", T::Int}},
+             [this](const QVariantList& a) { return invoke("Move", {a[0]}); }},
+        };
+    }
+
+    QStringList mappedMembers() const override {
+        return {"absolute", "IsMoving",          "MaxIncrement", "MaxStep", "Position", "StepSize",
+                "TempComp", "TempCompAvailable", "Temperature",  "Halt",    "Move"};
+    }
+
+    Task<Reply> deviceState() override {
+        return collectState({
+            {"IsMoving", [this] { return read("IsMoving"); }},
+            {"Position", [this] { return read("Position"); }},
+            {"Temperature", [this] { return read("Temperature"); }},
+        });
+    }
+};
+
+} // namespace
+
+std::unique_ptr<DeviceEndpoint> makeFocuserEndpoint(DeviceProvider& provider) {
+    return std::make_unique<FocuserEndpoint>(provider);
+}
+
+} // namespace mivel::alpaca

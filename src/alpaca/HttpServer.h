@@ -1,0 +1,152 @@
+#pragma once
+
+// A small HTTP/1.1 server on QTcpServer for the Alpaca endpoints.
+//
+// Why not QHttpServer: the Qt 6.4 one is a technical preview with faults that bite exactly the
+// way automation clients use a driver server. Answering a deferred request after its client left
+// is a use-after-free; results built with QPromise crash; idle keep-alive connections are never
+// closed; "Expect: 100-continue" stalls the client for a second; malformed requests are dropped
+// without an answer. Guarding each of these from outside costs more than the little HTTP that
+// Alpaca needs: request line, headers, a form body, keep-alive. So this server does only that,
+// and does it defensively:
+//
+// - every request is answered through a Responder that may be kept and used later (the driver
+//   members wait for the unit as coroutines); a Responder whose client has gone, or that has
+//   already answered, does nothing;
+// - one request per connection is in progress at a time; pipelined requests wait in order;
+// - requests that cannot be parsed get a 4xx with a plain-text reason, and the connection closes;
+// - request line, headers and body are capped; a request that trickles in too slowly is timed
+//   out (408), and a connection with nothing in progress is closed after an idle time;
+// - "Expect: 100-continue" is answered at once;
+// - the number of connections is capped, and reading stops while a client does not collect its
+//   answers, so no client can make the server buffer without bound.
+
+#include "HttpRequest.h"
+
+#include "link/Clock.h"
+
+#include <QByteArray>
+#include <QHostAddress>
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+#include <memory>
+
+class QTcpServer;
+class QTcpSocket;
+
+namespace mivel::http {
+
+struct Response {
+    int status = 200;
+    QByteArray contentType = "application/json; charset=utf-8";
+    QByteArray body;
+
+    static Response json(QByteArray body) {
+        return {200, "application/json; charset=utf-8", std::move(body)};
+    }
+    static Response text(int status, QByteArray reason) {
+        return {status, "text/plain; charset=utf-8", std::move(reason)};
+    }
+    static Response html(QByteArray page) {
+        return {200, "text/html; charset=utf-8", std::move(page)};
+    }
+};
+
+struct ServerLimits {
+    Limits request;
+    qint64 idleTimeoutMs = 30'000;    // nothing in progress: close
+    qint64 requestTimeoutMs = 15'000; // a request begun but not complete: 408 and close
+    int maxConnections = 256;
+    qint64 maxPendingOutput = 1024 * 1024; // stop reading while this much is unsent
+};
+
+class Connection;
+
+// The way to answer one request, now or later. Copies share one answer: the first send wins.
+class Responder {
+public:
+    void send(const Response& response) const;
+    // False once answered, or when the client has gone.
+    bool pending() const;
+
+private:
+    friend class Connection;
+    struct State {
+        QPointer<Connection> connection;
+        quint64 serial = 0;
+        bool answered = false;
+    };
+    explicit Responder(std::shared_ptr<State> s)
+        : state_(std::move(s)) {}
+    std::shared_ptr<State> state_;
+};
+
+class Server : public QObject {
+    Q_OBJECT
+public:
+    using Handler = std::function<void(const Request&, Responder)>;
+
+    explicit Server(Handler handler, ServerLimits limits = {}, Clock& clock = Clock::system(),
+                    QObject* parent = nullptr);
+    ~Server() override;
+
+    // On failure says why in *error (for example, the port is taken).
+    bool listen(const QHostAddress& address, quint16 port, QString* error);
+    void close();
+    bool isListening() const;
+    quint16 port() const;
+    QHostAddress address() const;
+
+    int connectionCount() const { return connections_; }
+    const ServerLimits& limits() const { return limits_; }
+
+signals:
+    void connectionCountChanged(int count);
+
+private:
+    friend class Connection;
+    void onNewConnection();
+    void connectionGone();
+
+    Handler handler_;
+    ServerLimits limits_;
+    Clock& clock_;
+    QTcpServer* tcp_;
+    int connections_ = 0;
+};
+
+// One client connection. Lives until the client leaves or the server closes it.
+class Connection : public QObject {
+    Q_OBJECT
+public:
+    Connection(QTcpSocket* socket, Server& server);
+    ~Connection() override;
+
+private:
+    friend class Responder;
+    void onReadyRead();
+    void serveBuffered();
+    void dispatch(Request request);
+    void answer(quint64 serial, const Response& response);
+    void refuse(int status, const QByteArray& reason);
+    void write(const Response& response, bool keepAlive);
+    void closeAfterWrite();
+    void armTimer();
+    void onTimeout();
+
+    QTcpSocket* socket_;
+    Server& server_;
+    RequestParser parser_;
+    QByteArray in_;
+    Timer timer_;
+    enum class Wait { Idle, Request, Closing } waiting_ = Wait::Idle;
+    quint64 serial_ = 0;    // of the request being answered
+    bool awaiting_ = false; // a request is with the handler
+    bool keepAlive_ = true; // of the request being answered
+    bool closing_ = false;  // no more requests: close once written
+    bool continueSent_ = false;
+};
+
+} // namespace mivel::http

@@ -1,0 +1,200 @@
+// switch/0: the temperature object as an ISwitchV3 device. The fan, heater and dew controls are
+// writable switches with the ranges and steps the object accepts; the four temperatures are
+// read-only switches. Every other member (raw readings, units) is served under its own name.
+
+#include "DeviceEndpoint.h"
+
+#include <QDateTime>
+#include <QJsonArray>
+#include <QJsonObject>
+
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace mivel::alpaca {
+namespace {
+
+struct SwitchDef {
+    const char* member;
+    const char* name;
+    const char* description;
+    double min;
+    double max;
+    double step;
+    bool writable;
+};
+
+// Ids are positions in this table.
+constexpr std::array<SwitchDef, 13> Switches{{
+    {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1,
+     true},
+    {"FanSpeed", "Fan power", "Fan power in percent, set in manual fan mode", 0, 100, 1, true},
+    {"FanDeadband", "Fan dead band", "Dead band of the automatic fan, degrees", 0, 10, 0.1, true},
+    {"FanAggressiveness", "Fan aggressiveness", "Aggressiveness of the automatic fan", 0.1, 10, 0.1,
+     true},
+    {"SecondaryHeaterMode", "Secondary heater mode",
+     "Secondary mirror heater mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true},
+    {"SecondaryHeaterPower", "Secondary heater power",
+     "Secondary mirror heater power in percent, set in manual heater mode", 0, 100, 1, true},
+    {"SecondaryHeaterSetpoint", "Secondary heater set point",
+     "Set point of the automatic secondary mirror heater, degrees", -10, 10, 0.1, true},
+    {"DewHeater1Power", "Dew heater 1 power", "Dew heater 1 power in percent", 0, 100, 1, true},
+    {"DewHeater2Power", "Dew heater 2 power", "Dew heater 2 power in percent", 0, 100, 1, true},
+    {"AmbientTemp", "Ambient temperature", "Ambient air temperature, degrees Celsius", -100, 150,
+     0.01, false},
+    {"PrimaryTemp", "Primary mirror temperature", "Primary mirror temperature, degrees Celsius",
+     -100, 150, 0.01, false},
+    {"SecondaryTemp", "Secondary mirror temperature",
+     "Secondary mirror temperature, degrees Celsius", -100, 150, 0.01, false},
+    {"ElectronicTemp", "Electronics temperature",
+     "The unit's electronics temperature, degrees "
+     "Celsius",
+     -100, 150, 0.01, false},
+}};
+
+class SwitchEndpoint final : public DeviceEndpoint {
+public:
+    explicit SwitchEndpoint(DeviceProvider& provider)
+        : DeviceEndpoint(provider, {DeviceProvider::Kind::Temperature, "switch", "Switch",
+                                    "Mivel Temperature",
+                                    "Mivel temperatures, fan, secondary and dew heaters", 3}) {}
+
+protected:
+    std::vector<Route> standardRoutes() override {
+        using T = QMetaType::Type;
+        const std::vector<ParamSpec> id{{"Id", T::Int}};
+        // A member that takes an Id: refused with InvalidValue for an Id not in the table.
+        auto withId = [](auto f) {
+            return [f](const QVariantList& a) {
+                const int i = a[0].toInt();
+                if (i < 0 || i >= int(Switches.size()))
+                    return Task<Reply>::ready(Reply::failure(
+                        InvalidValue, QStringLiteral("Switch Id %1 is outside 0 to %2")
+                                          .arg(i)
+                                          .arg(Switches.size() - 1)));
+                return f(Switches[i], a);
+            };
+        };
+        auto fixed = [withId](auto value) {
+            return withId([value](const SwitchDef& s, const QVariantList&) {
+                return Task<Reply>::ready(Reply::of(value(s)));
+            });
+        };
+        auto unsupported = [withId](const char* what) {
+            return withId([what](const SwitchDef&, const QVariantList&) {
+                return Task<Reply>::ready(notImplemented(QString::fromLatin1(what)));
+            });
+        };
+        return {
+            {"maxswitch",
+             Verb::Get,
+             {},
+             [](const QVariantList&) {
+                 return Task<Reply>::ready(Reply::of(int(Switches.size())));
+             }},
+            {"canwrite", Verb::Get, id, fixed([](const SwitchDef& s) { return s.writable; })},
+            {"canasync", Verb::Get, id, fixed([](const SwitchDef&) { return false; })},
+            {"getswitchname", Verb::Get, id,
+             fixed([](const SwitchDef& s) { return QString::fromLatin1(s.name); })},
+            {"getswitchdescription", Verb::Get, id,
+             fixed([](const SwitchDef& s) { return QString::fromLatin1(s.description); })},
+            {"minswitchvalue", Verb::Get, id, fixed([](const SwitchDef& s) { return s.min; })},
+            {"maxswitchvalue", Verb::Get, id, fixed([](const SwitchDef& s) { return s.max; })},
+            {"switchstep", Verb::Get, id, fixed([](const SwitchDef& s) { return s.step; })},
+            {"getswitchvalue", Verb::Get, id,
+             withId([this](const SwitchDef& s, const QVariantList&) { return value(s, false); })},
+            {"getswitch", Verb::Get, id,
+             withId([this](const SwitchDef& s, const QVariantList&) { return value(s, true); })},
+            {"setswitch",
+             Verb::Put,
+             {{"Id", T::Int}, {"State", T::Bool}},
+             withId([this](const SwitchDef& s, const QVariantList& a) {
+                 return setTo(s, a[1].toBool() ? s.max : s.min);
+             })},
+            {"setswitchvalue",
+             Verb::Put,
+             {{"Id", T::Int}, {"Value", T::Double}},
+             withId([this](const SwitchDef& s, const QVariantList& a) {
+                 return setTo(s, a[1].toDouble());
+             })},
+            {"setswitchname",
+             Verb::Put,
+             {{"Id", T::Int}, {"Name", T::QString}},
+             unsupported("Renaming a switch")},
+            // No switch changes in the background: the unit takes every setting at once.
+            {"setasync",
+             Verb::Put,
+             {{"Id", T::Int}, {"State", T::Bool}},
+             unsupported("Asynchronous switching")},
+            {"setasyncvalue",
+             Verb::Put,
+             {{"Id", T::Int}, {"Value", T::Double}},
+             unsupported("Asynchronous switching")},
+            {"statechangecomplete", Verb::Get, id, unsupported("Asynchronous switching")},
+            {"cancelasync", Verb::Put, id, unsupported("Asynchronous switching")},
+        };
+    }
+
+    QStringList mappedMembers() const override {
+        QStringList names;
+        for (const SwitchDef& s : Switches)
+            names << QString::fromLatin1(s.member);
+        return names;
+    }
+
+    Task<Reply> deviceState() override {
+        QJsonArray state;
+        for (int i = 0; i < int(Switches.size()); ++i) {
+            const Reply r = co_await read(Switches[i].member);
+            if (!r.ok() || !r.value.isDouble())
+                continue;
+            const double v = r.value.toDouble();
+            state.append(QJsonObject{{"Name", QStringLiteral("GetSwitch%1").arg(i)},
+                                     {"Value", v > Switches[i].min}});
+            state.append(
+                QJsonObject{{"Name", QStringLiteral("GetSwitchValue%1").arg(i)}, {"Value", v}});
+        }
+        state.append(
+            QJsonObject{{"Name", "TimeStamp"},
+                        {"Value", QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)}});
+        co_return Reply::of(state);
+    }
+
+private:
+    // A switch's value, or as a boolean: on whenever it is above its minimum.
+    Task<Reply> value(const SwitchDef& s, bool asState) {
+        Reply r = co_await read(s.member);
+        if (asState && r.value.isDouble())
+            r.value = r.value.toDouble() > s.min;
+        co_return r;
+    }
+
+    Task<Reply> setTo(const SwitchDef& s, double v) {
+        if (!s.writable)
+            return Task<Reply>::ready(
+                notImplemented(QStringLiteral("Writing %1").arg(QString::fromLatin1(s.name))));
+        return write(s.member, memberValue(s.member, v));
+    }
+
+    // The value in the member's own type. A whole-number member gets the nearest whole number;
+    // one too large for it still reaches the member, which refuses it with its own message.
+    QVariant memberValue(const char* member, double v) {
+        const MemberInfo* m = device().member(QString::fromLatin1(member));
+        const bool whole =
+            m != nullptr && (m->type == QMetaType::Int || m->type == QMetaType::Short);
+        if (!whole)
+            return v;
+        const double lo = std::numeric_limits<qint16>::min();
+        const double hi = std::numeric_limits<qint16>::max();
+        return int(std::clamp(std::round(v), lo, hi));
+    }
+};
+
+} // namespace
+
+std::unique_ptr<DeviceEndpoint> makeSwitchEndpoint(DeviceProvider& provider) {
+    return std::make_unique<SwitchEndpoint>(provider);
+}
+
+} // namespace mivel::alpaca

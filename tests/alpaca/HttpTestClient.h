@@ -1,0 +1,92 @@
+#pragma once
+
+// A raw HTTP/1.1 client for the server tests: sends exactly the bytes a test gives and reads
+// responses off the socket, so that malformed and pipelined requests can be sent too.
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpSocket>
+#include <QTest>
+
+#include <optional>
+
+namespace mivel::test {
+
+struct HttpReply {
+    int status = 0;
+    QList<QPair<QByteArray, QByteArray>> headers;
+    QByteArray body;
+
+    QByteArray header(const QByteArray& name) const {
+        for (const auto& [n, v] : headers)
+            if (n.compare(name, Qt::CaseInsensitive) == 0)
+                return v;
+        return {};
+    }
+    QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
+};
+
+class HttpTestClient {
+public:
+    explicit HttpTestClient(quint16 port) {
+        QObject::connect(&socket, &QTcpSocket::readyRead, [this] { received += socket.readAll(); });
+        socket.connectToHost(QHostAddress::LocalHost, port);
+        socket.waitForConnected(5000);
+    }
+
+    void send(const QByteArray& raw) {
+        socket.write(raw);
+        socket.flush();
+    }
+    void get(const QByteArray& target) {
+        send("GET " + target + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    }
+    void put(const QByteArray& target, const QByteArray& form) {
+        send("PUT " + target +
+             " HTTP/1.1\r\nHost: localhost\r\n"
+             "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
+             QByteArray::number(form.size()) + "\r\n\r\n" + form);
+    }
+
+    // The next whole response, if it has arrived.
+    std::optional<HttpReply> take() {
+        const qsizetype end = received.indexOf("\r\n\r\n");
+        if (end < 0)
+            return std::nullopt;
+        HttpReply r;
+        const QList<QByteArray> lines = received.left(end).split('\n');
+        r.status = lines.value(0).split(' ').value(1).toInt();
+        for (qsizetype i = 1; i < lines.size(); ++i) {
+            const QByteArray line = lines[i].trimmed();
+            const qsizetype colon = line.indexOf(':');
+            r.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
+        }
+        if (r.status == 100) { // an interim answer has no body
+            received.remove(0, end + 4);
+            return r;
+        }
+        const qsizetype length = r.header("Content-Length").toLongLong();
+        if (received.size() < end + 4 + length)
+            return std::nullopt;
+        r.body = received.mid(end + 4, length);
+        received.remove(0, end + 4 + length);
+        return r;
+    }
+
+    // Waits (while the event loop runs) for the next response; status 0 if none came.
+    HttpReply await(int timeoutMs = 10000) {
+        std::optional<HttpReply> r;
+        (void)QTest::qWaitFor([&] { return (r = take()).has_value(); }, timeoutMs);
+        return r.value_or(HttpReply{});
+    }
+
+    bool closedByServer(int timeoutMs = 10000) {
+        return QTest::qWaitFor([&] { return socket.state() == QAbstractSocket::UnconnectedState; },
+                               timeoutMs);
+    }
+
+    QTcpSocket socket;
+    QByteArray received;
+};
+
+} // namespace mivel::test

@@ -1,0 +1,65 @@
+// The mivel command line.
+
+#include "alpaca/ServerOptions.h"
+
+#include <QTest>
+
+using namespace mivel;
+
+class ServerOptionsTest : public QObject {
+    Q_OBJECT
+    static ParsedOptions parse(QStringList args) {
+        args.prepend("mivel");
+        return parseServerOptions(args);
+    }
+
+private slots:
+    void defaults() {
+        const ParsedOptions p = parse({});
+        QVERIFY(p.options);
+        QCOMPARE(p.options->alpacaPort, 11111);
+        QCOMPARE(p.options->listen, QHostAddress(QHostAddress::LocalHost));
+        QVERIFY(!p.options->headless);
+        QVERIFY(!p.options->discoveryActive()); // loopback only, not asked for
+    }
+
+    void everyOption() {
+        const ParsedOptions p = parse({"--headless", "--port", "/dev/ttyUSB0", "--alpaca-port",
+                                       "8080", "--listen", "0.0.0.0", "--config", "/tmp/m"});
+        QVERIFY2(p.options, qPrintable(p.error));
+        QVERIFY(p.options->headless);
+        QCOMPARE(p.options->portDevice, "/dev/ttyUSB0");
+        QCOMPARE(p.options->alpacaPort, 8080);
+        QCOMPARE(p.options->configDir, "/tmp/m");
+        QVERIFY(p.options->discoveryActive()); // reachable from other machines
+        QVERIFY(parse({"--simulate", "--discovery"}).options->discoveryActive());
+        QVERIFY(parse({"--help"}).options->help);
+        QCOMPARE(parse({"--listen", "localhost"}).options->listen,
+                 QHostAddress(QHostAddress::LocalHost));
+        QCOMPARE(parse({"--listen=::1"}).options->listen, QHostAddress("::1"));
+    }
+
+    void wrongCommandLinesSayWhatIsWrong_data() {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("unknown") << QStringList{"--bogus"} << "bogus";
+        QTest::newRow("port 0") << QStringList{"--alpaca-port", "0"} << "1 to 65535";
+        QTest::newRow("port big") << QStringList{"--alpaca-port", "70000"} << "1 to 65535";
+        QTest::newRow("port text") << QStringList{"--alpaca-port", "http"} << "\"http\"";
+        QTest::newRow("address") << QStringList{"--listen", "nowhere"} << "IP address";
+        QTest::newRow("no device") << QStringList{"--port"} << "port";
+        QTest::newRow("both ports") << QStringList{"--simulate", "--port", "/dev/x"} << "together";
+        QTest::newRow("positional") << QStringList{"extra"} << "extra";
+    }
+    void wrongCommandLinesSayWhatIsWrong() {
+        QFETCH(QStringList, args);
+        QFETCH(QString, error);
+        const ParsedOptions p = parse(args);
+        QVERIFY(!p.options);
+        QVERIFY2(p.error.contains(error), qPrintable(p.error));
+        QVERIFY(!p.error.contains('\n'));
+    }
+};
+
+QTEST_GUILESS_MAIN(ServerOptionsTest)
+#include "tst_server_options.moc"
