@@ -2,6 +2,8 @@
 
 #include "RotatorMoves.h"
 
+#include "tempcomp/TempCompReplies.h"
+
 #include "link/Format.h"
 #include "link/Numbers.h"
 
@@ -419,8 +421,7 @@ void MainConsole::openTempComp() {
     send(wire::command(Cmd::TempCompPrepare, Lead::Space));
     dialogs_->runTempCompDialog();
     // The mode goes to the unit whenever the dialog closes, Cancel included.
-    const int mode = ctx_.shared().tempComp.mode;
-    onTempCompMode(mode);
+    showTempComp(Tag::TempCompMode);
     flush();
     sendCommand(wire::command(Cmd::TempCompMode, ctx_.shared().tempComp.mode, Lead::Space));
 }
@@ -694,7 +695,10 @@ void MainConsole::handleValue(std::string_view tag, std::string_view value) {
             ctx_.shared().versionText = QString::fromLatin1(value.data(), qsizetype(value.size()));
         return;
     case wire::ValueKind::Number:
-        if (const auto number = wire::toNumber(value))
+        // The compensation replies go to the shared state the way every holder applies them.
+        if (tempcomp::applyTempCompReply(ctx_.shared().tempComp, info->tag, value))
+            showTempComp(info->tag);
+        else if (const auto number = wire::toNumber(value))
             applyNumber(info->tag, *number);
         return;
     }
@@ -707,7 +711,6 @@ void MainConsole::applyGuarded(Flag flag, int& field, int value) {
 
 void MainConsole::applyNumber(Tag tag, double value) {
     SharedValues& shared = ctx_.shared();
-    TempCompState& comp = shared.tempComp;
     const int whole = wire::roundToInt<int>(value).value_or(0);
     const QString text = wire::displayText(tag, value);
     switch (tag) {
@@ -752,18 +755,6 @@ void MainConsole::applyNumber(Tag tag, double value) {
         break;
     case Tag::Electronics:
         setText(readings_.electronicsStatus, QStringLiteral("Mivel Temp ") + text, dirty_);
-        break;
-    case Tag::CompSensorRaw:
-        comp.sensorTemp =
-            float(wire::compSensorTemperature(value, comp.sensorSlope, comp.sensorOffset));
-        setText(readings_.ambientStatus,
-                QStringLiteral("Amb Temp ") + formatNumber(comp.sensorTemp, "0.0 F"), dirty_);
-        break;
-    case Tag::Slope1:
-        comp.sensorSlope = float(wire::displayValue(tag, value));
-        break;
-    case Tag::Offset1:
-        comp.sensorOffset = float(wire::displayValue(tag, value));
         break;
     case Tag::FanMode:
         applyGuarded(Flag::FanMode, readings_.fanMode, whole);
@@ -813,19 +804,6 @@ void MainConsole::applyNumber(Tag tag, double value) {
     case Tag::RotatorRecord:
     case Tag::ImageRotatorRecord:
         onRotatorRecord(value);
-        break;
-    case Tag::TempCompMode:
-        onTempCompMode(whole);
-        break;
-    case Tag::TempCompCoefficient:
-        if (comp.sensorSlope != 0) {
-            comp.coefficient = float(value / comp.sensorSlope / 1000.0);
-            comp.paramsReceived = true;
-        }
-        break;
-    case Tag::TempCompThreshold:
-        comp.movementThreshold = std::clamp(whole, 0, 100);
-        comp.paramsReceived = true;
         break;
     default:
         break; // shown by the calibration window, or not the console's
@@ -886,14 +864,16 @@ void MainConsole::onRotatorRecord(double value) {
             value >= 8 ? QStringLiteral("RECORDED") : QStringLiteral("RECORD"), dirty_);
 }
 
-void MainConsole::onTempCompMode(int mode) {
-    static const std::array<QString, 3> captions{QStringLiteral("Temperature Compensation = OFF"),
-                                                 QStringLiteral("Temperature Compensation = AUTO"),
-                                                 QStringLiteral("Temperature Compensation = MAN")};
-    const int m = mode == 1 || mode == 2 ? mode : 0;
-    ctx_.shared().tempComp.mode = std::int16_t(m);
-    setText(readings_.tempCompCaption, captions[std::size_t(m)], dirty_);
-    setValue(readings_.synchEnabled, m == 2, dirty_);
+void MainConsole::showTempComp(Tag tag) {
+    const TempCompState& comp = ctx_.shared().tempComp;
+    if (tag == Tag::TempCompMode) {
+        const tempcomp::TempCompButtons buttons = tempcomp::tempCompButtons(comp.mode);
+        setText(readings_.tempCompCaption, buttons.caption, dirty_);
+        setValue(readings_.synchEnabled, buttons.synchEnabled, dirty_);
+    } else if (tag == Tag::CompSensorRaw) {
+        setText(readings_.ambientStatus,
+                QStringLiteral("Amb Temp ") + formatNumber(comp.sensorTemp, "0.0 F"), dirty_);
+    }
 }
 
 void MainConsole::onDiagnostic(std::string_view value) {

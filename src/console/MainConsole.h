@@ -185,7 +185,7 @@ private:
     void onWrap(std::int32_t wrap);
     void onFocusRecord(double value);
     void onRotatorRecord(double value);
-    void onTempCompMode(int mode);
+    void showTempComp(wire::Tag tag);
     void onDiagnostic(std::string_view value);
     void updateSpacing();
     void rearmWrapGuard() { wrapStopSent_ = false; }
