@@ -85,6 +85,7 @@ bool ConsoleApp::mainConsoleOpen() const {
 
 void ConsoleApp::showMainConsole() {
     if (!main_) {
+        checkRegistry(ctx_); // the main console's load reads the settings afresh
         main_ = new MainWindow(*this);
         ctx_.shared().mainConsoleOpen = true;
         lifetime_.mainConsoleOpened();
@@ -177,7 +178,6 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
     if (!app)
         return false;
     ctx.setPrompt(std::make_unique<MessageBoxPrompt>());
-    checkRegistry(ctx);
     // The console decides when the program ends, not the last window.
     app->setQuitOnLastWindowClosed(false);
     auto* console = new ConsoleApp(ctx, devices, options, app);
