@@ -9,6 +9,7 @@
 
 #include <QCloseEvent>
 #include <QLabel>
+#include <QShortcut>
 
 namespace mivel::console {
 
@@ -74,6 +75,12 @@ void MainWindow::wireActions() {
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
         connect(a, &QAction::triggered, &app_, [this] { app_.showAbout(this); });
+    // Ctrl+1 to Ctrl+4 show the tabs.
+    for (int i = 0; i < u.SSTab1->count(); ++i) {
+        auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_1 + i)), this);
+        connect(shortcut, &QShortcut::activated, u.SSTab1,
+                [tabs = u.SSTab1, i] { tabs->setCurrentIndex(i); });
+    }
 }
 
 void MainWindow::refreshLink() {
