@@ -54,7 +54,7 @@ std::pair<long, long> residentKiB() {
 
 void runFor(qint64 ms) {
     QEventLoop loop;
-    QTimer::singleShot(int(ms), &loop, &QEventLoop::quit);
+    QTimer::singleShot(int(ms), Qt::PreciseTimer, &loop, &QEventLoop::quit);
     loop.exec();
 }
 

@@ -196,6 +196,10 @@ void ConsoleWindowsTest::connectedConsoleShowsTheUnit() {
     rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(0);
     rig.run(300);
     shoot(&w, QStringLiteral("main-console"));
+    rig.app->setNightVision(true);
+    QVERIFY(rig.action("mnuNight")->isCheckable());
+    shoot(&w, QStringLiteral("main-console-night"));
+    rig.app->setNightVision(false);
 }
 
 void ConsoleWindowsTest::gotoThroughTheWidgetsMovesTheFocuser() {
