@@ -11,6 +11,7 @@
 
 #include "app/CheckRegistry.h"
 #include "app/MemorySettingsStore.h"
+#include "drivers/DriverSet.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
@@ -29,6 +30,7 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QToolBar>
 
 using namespace mivel;
@@ -116,6 +118,7 @@ private slots:
     void calculatorWindowFillsTheSetupDialog();
     void aboutBoxShowsTheFirmwareVersion();
     void wrapWindowsWork();
+    void driverObjectsOpenTheConsoleWindows();
     void closingTheConsoleWithoutClientsEndsTheProgram();
     void closingTheConsoleWithALinkedClientKeepsServing();
 };
@@ -377,6 +380,36 @@ void ConsoleWindowsTest::wrapWindowsWork() {
     shoot(&message, QStringLiteral("wrap-message"));
     rig.clock.advance(1000);
     QVERIFY(!message.isVisible());
+}
+
+void ConsoleWindowsTest::driverObjectsOpenTheConsoleWindows() {
+    WindowRig rig;
+    DriverSet drivers(*rig.ctx);
+    rig.ctx->setWindows(rig.app.get());
+    AutomationDevice& focuser = drivers.device(DeviceProvider::Kind::Focuser);
+
+    // Nothing while the main console is open.
+    QVERIFY(focuser.call(QStringLiteral("ShowForm"), {1}).isDone());
+    QVERIFY(!rig.app->miniConsole());
+    rig.main().close();
+    rig.settle();
+    QVERIFY(!rig.app->mainConsoleOpen());
+    const auto shown = focuser.call(QStringLiteral("ShowForm"), {1});
+    QVERIFY(shown.isDone());
+    QVERIFY(!shown.result().error);
+    QVERIFY(rig.app->miniConsole() && rig.app->miniConsole()->isVisible());
+
+    // SetupDialog shows frmDialog modally.
+    QString opened;
+    QTimer::singleShot(0, [&opened] {
+        if (QWidget* modal = QApplication::activeModalWidget()) {
+            opened = modal->objectName();
+            modal->close();
+        }
+    });
+    QVERIFY(focuser.call(QStringLiteral("SetupDialog"), {}).isDone());
+    QCOMPARE(opened, QStringLiteral("frmDialog"));
+    rig.ctx->setWindows(nullptr);
 }
 
 void ConsoleWindowsTest::closingTheConsoleWithoutClientsEndsTheProgram() {
