@@ -816,7 +816,8 @@ void MainConsole::onFocusError(int code) {
     // Remembered for 15 seconds, so a fault that persists is reported again after that.
     lastFocusError_ = code;
     errorMemoryTimer_.start();
-    if (ctx_.settings().errorMessage == 0 || code < 1 || code > int(kFocusErrors.size()))
+    if (!leadConsole() || ctx_.settings().errorMessage == 0 || code < 1 ||
+        code > int(kFocusErrors.size()))
         return;
     pendingAlerts_.push_back(kFocusErrors[std::size_t(code - 1)]);
 }
@@ -826,7 +827,7 @@ void MainConsole::onWrap(std::int32_t wrap) {
     ctx_.shared().wrapCounter = wrap;
     setText(readings_.wrap, wire::displayText(Tag::Wrap, wrap), dirty_);
     const std::int64_t limit = wrapLimitSteps();
-    if (previousWrap_ && !wrapStopSent_) {
+    if (previousWrap_ && !wrapStopSent_ && leadConsole()) {
         const bool outward =
             (wrap > *previousWrap_ && wrap > limit) || (wrap < *previousWrap_ && wrap < -limit);
         if (outward) {

@@ -13,6 +13,7 @@
 #include "link/Tokeniser.h"
 
 #include <QObject>
+#include <QPointer>
 
 #include <array>
 #include <deque>
@@ -84,6 +85,9 @@ public:
     void setThermalReaders(std::function<ThermalReaders()> readers);
     // Another console whose poll this one need not repeat (the mini console beside the main).
     void setPeer(const MainConsole* peer) { peer_ = peer; }
+    // The console that raises alerts and guards the wrap: the main one, or the mini console
+    // when it is alone.
+    bool leadConsole() const { return role_ == Role::Main || !peer_; }
 
     // --- Focus -----------------------------------------------------------------------------
     void setFocusGotoText(const QString& text) { focusGotoText_ = text; }
@@ -203,7 +207,7 @@ private:
     ConsoleDialogs* dialogs_ = &defaultDialogs_;
     std::unique_ptr<DiagnosticFile> diagnostic_;
     std::function<ThermalReaders()> thermalReaders_;
-    const MainConsole* peer_ = nullptr;
+    QPointer<const MainConsole> peer_; // cleared when that console goes
     bool dirty_ = false;
 
     Timer jogTimer_;         // Timer1

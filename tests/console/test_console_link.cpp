@@ -409,6 +409,21 @@ void ConsoleLinkTest::miniConsoleSkipsThePollOfTheMainConsole() {
     rig.reply(":a 321 ");
     QCOMPARE(mini.readings().focusActual, QStringLiteral("321"));
     QCOMPARE(rig.console->readings().focusActual, QStringLiteral("321"));
+
+    // Alerts and the wrap guard come from one console only.
+    rig.ctx->settings().errorMessage = 1;
+    rig.ctx->settings().dornaLimit = 100;
+    rig.sent();
+    rig.reply(":e 2 :wr 10000 ");
+    rig.reply(":wr 21000 ");
+    QCOMPARE(rig.prompt->shown.size(), std::size_t(1));
+    QCOMPARE(rig.sent(), QByteArray("q0 "));
+    // Alone, the mini console takes both over.
+    rig.console.reset(); // the mini console notices the main one has gone
+    rig.reply(":e 3 :wr 10000 ");
+    rig.reply(":wr 21000 ");
+    QCOMPARE(rig.prompt->shown.size(), std::size_t(2));
+    QCOMPARE(rig.sent(), QByteArray("q0 "));
 }
 
 QTEST_GUILESS_MAIN(ConsoleLinkTest)

@@ -112,15 +112,9 @@ void ConsoleApp::showMiniConsole() {
 }
 
 void ConsoleApp::linkPeers() {
-    // The mini console leaves the main console's poll to the main console.
-    if (!mini_)
-        return;
-    mini_->console().setPeer(main_ ? &main_->console() : nullptr);
-    if (main_)
-        connect(main_, &QObject::destroyed, mini_, [mini = mini_] {
-            if (mini)
-                mini->console().setPeer(nullptr);
-        });
+    // The mini console leaves the main console's poll, alerts and wrap guard to the main one.
+    if (mini_)
+        mini_->console().setPeer(main_ ? &main_->console() : nullptr);
 }
 
 QList<PortEntry> ConsoleApp::ports() const {
