@@ -1,5 +1,7 @@
 #include "ConsoleApp.h"
 
+#include "tempcomp/ui/TempCompWindows.h"
+
 #include "MainWindow.h"
 #include "MessageBoxPrompt.h"
 #include "MiniConsoleWindow.h"
@@ -175,6 +177,10 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
     // The console decides when the program ends, not the last window.
     app->setQuitOnLastWindowClosed(false);
     auto* console = new ConsoleApp(ctx, devices, options, app);
+    console->setTempCompDialog(
+        [&ctx](QWidget* parent) { tempcomp::runTempCompDialog(ctx, parent); });
+    console->setCalibrationWindow(
+        [&ctx](QWidget* parent) { tempcomp::openCalibrationWindow(ctx, parent); });
     ctx.setWindows(console);
     QObject::connect(console, &ConsoleApp::quitRequested, app, [] { QCoreApplication::exit(0); });
     QObject::connect(app, &QCoreApplication::aboutToQuit, console, [console, &ctx] {

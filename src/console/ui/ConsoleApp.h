@@ -54,6 +54,15 @@ public:
     // The temperature compensation dialog, once it exists: the consoles' compensation button
     // opens it (modal) and stays disabled until then.
     void setTempCompDialog(std::function<void(QWidget* parent)> run) { tempComp_ = std::move(run); }
+    // The calibration window: the Tools menu entry opens it and stays disabled until then.
+    void setCalibrationWindow(std::function<void(QWidget* parent)> open) {
+        calibration_ = std::move(open);
+    }
+    bool calibrationAvailable() const { return bool(calibration_); }
+    void openCalibration(QWidget* parent) {
+        if (calibration_)
+            calibration_(parent);
+    }
 
     // The small windows a console opens in the middle of a command.
     std::unique_ptr<ConsoleDialogs> makeDialogs(QWidget* parent);
@@ -80,6 +89,7 @@ private:
     QPointer<MiniConsoleWindow> mini_;
     QPointer<RotIndicatorWindow> indicator_;
     std::function<void(QWidget*)> tempComp_;
+    std::function<void(QWidget*)> calibration_;
 };
 
 // Starts the console when the program has a display: message boxes for prompts, the settings
