@@ -55,10 +55,6 @@ Status DriverObject::openPortFromSettings() {
     return port.setConnected(true);
 }
 
-Status DriverObject::openPortAsHeld() {
-    return serial().setConnected(true);
-}
-
 void DriverObject::closePort() {
     serial().setConnected(false);
 }

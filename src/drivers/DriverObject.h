@@ -42,8 +42,6 @@ protected:
     // Opens the shared port on the port of the settings (and, on this platform, the chosen
     // device path).
     Status openPortFromSettings();
-    // Opens the shared port on whatever port the shared Serial holds.
-    Status openPortAsHeld();
     void closePort();
 
     qint64 now() const { return ctx_.clock().nowMs(); }

@@ -64,9 +64,11 @@ Rotator::Rotator(AppContext& ctx)
     connect(&tm_, &Timer::timeout, this, &Rotator::onTick);
     checkRegistry(ctx);
     lastQuery_ = now();
-    // The rotator takes the port at once, on the port the shared link holds, before any Link.
+    // The rotator takes the port at once, before any Link. The settings have just been loaded,
+    // so it opens the port they name (on this platform a port number alone may name the wrong
+    // device).
     if (!portOpen())
-        openPortAsHeld();
+        openPortFromSettings();
 }
 
 Rotator::~Rotator() = default;

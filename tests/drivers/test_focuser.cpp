@@ -18,8 +18,7 @@ class FocuserTest : public QObject {
 private slots:
     void linkWithoutAnswerTakesFourHalfSecondWaits();
     void linkAnsweredSendsFollowUpsOnTheSettingsPort();
-    void linkOnAPortAlreadyOpenProbesOnly();
-    void unlinkClosesThePortForEveryone();
+    void linkOnAPortAlreadyOpenProbesOnlyAndUnlinkClosesIt();
     void moveIsRefusedWithoutPortOrWithCompensation();
     void moveReleasesForcedOffMotorFirst();
     void movingMeansSixStepsFromTarget();
@@ -33,7 +32,6 @@ private slots:
     void coefficientUnknownUntilSlopeAndValueArrive();
     void tempCompModeCommand();
     void temperatureKeepsLastValueWhenUnanswered();
-    void haltOnlyWhenLinked();
 };
 
 void FocuserTest::linkWithoutAnswerTakesFourHalfSecondWaits() {
@@ -46,6 +44,8 @@ void FocuserTest::linkWithoutAnswerTakesFourHalfSecondWaits() {
     QCOMPARE(rig.unit->sent, Sent(4, "! "));
     QVERIFY(!focuser.link());
     QVERIFY(rig.serial().connected());
+    focuser.halt(); // halts only when linked
+    QCOMPARE(rig.unit->sent.size(), 4);
 }
 
 void FocuserTest::linkAnsweredSendsFollowUpsOnTheSettingsPort() {
@@ -64,6 +64,9 @@ void FocuserTest::linkAnsweredSendsFollowUpsOnTheSettingsPort() {
     QCOMPARE(rig.unit->portName(), QStringLiteral("/dev/ttyMIVEL"));
     QCOMPARE(rig.unit->sent, (Sent{"! ", "V ", " T ", "l "}));
     QCOMPARE(windows.miniShown, 1);
+    rig.unit->sent.clear();
+    focuser.halt();
+    QCOMPARE(rig.unit->sent, Sent{"S "});
 
     // Once the compensation parameters are known they are not asked for again.
     rig.ctx->shared().tempComp.paramsReceived = true;
@@ -72,7 +75,7 @@ void FocuserTest::linkAnsweredSendsFollowUpsOnTheSettingsPort() {
     QCOMPARE(rig.unit->sent, (Sent{"! ", "V ", " T "}));
 }
 
-void FocuserTest::linkOnAPortAlreadyOpenProbesOnly() {
+void FocuserTest::linkOnAPortAlreadyOpenProbesOnlyAndUnlinkClosesIt() {
     DriverRig rig;
     CountedWindows windows;
     windows.mainOpen = true;
@@ -88,15 +91,8 @@ void FocuserTest::linkOnAPortAlreadyOpenProbesOnly() {
     QCOMPARE(rig.unit->clearCount, 1);
     QCOMPARE(rig.unit->count("! "), 1);
     QCOMPARE(windows.miniShown, 0);
-}
 
-void FocuserTest::unlinkClosesThePortForEveryone() {
-    DriverRig rig;
-    Connector console(rig.ctx->hub());
-    rig.openPortAsConsole();
-    rig.unit->respond = answerProbe;
-    Focuser focuser(*rig.ctx);
-    rig.run(focuser.setLink(true));
+    // Unlinking closes the port for every holder, the console included.
     QCOMPARE(rig.run(focuser.setLink(false)), Status());
     QVERIFY(!focuser.link());
     QVERIFY(!rig.serial().connected());
@@ -293,19 +289,6 @@ void FocuserTest::temperatureKeepsLastValueWhenUnanswered() {
     QCOMPARE(rig.run(focuser.temperature()), std::optional<double>(-12.5));
     QCOMPARE(rig.now() - start, Focuser::TemperatureWaitMs);
     QCOMPARE(rig.unit->count(" T "), 3);
-}
-
-void FocuserTest::haltOnlyWhenLinked() {
-    DriverRig rig;
-    Focuser focuser(*rig.ctx);
-    rig.openPortAsConsole();
-    focuser.halt();
-    QVERIFY(rig.unit->sent.isEmpty());
-    rig.unit->respond = answerProbe;
-    rig.run(focuser.setLink(true));
-    rig.unit->sent.clear();
-    focuser.halt();
-    QCOMPARE(rig.unit->sent, Sent{"S "});
 }
 
 QTEST_GUILESS_MAIN(FocuserTest)

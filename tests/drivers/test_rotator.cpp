@@ -28,7 +28,7 @@ struct RotatorRig : DriverRig {
 class RotatorTest : public QObject {
     Q_OBJECT
 private slots:
-    void creationOpensThePortAsTheLinkHoldsIt();
+    void creationOpensThePortOfTheSettings();
     void linkTakesSevenTicksOrSendsHomedAndStatus();
     void stepReductionKeepsTheSign_data();
     void stepReductionKeepsTheSign();
@@ -44,12 +44,14 @@ private slots:
     void commandsOfTheRotator();
 };
 
-void RotatorTest::creationOpensThePortAsTheLinkHoldsIt() {
+void RotatorTest::creationOpensThePortOfTheSettings() {
     DriverRig rig;
-    rig.ctx->settings().port = 4; // the settings are not consulted for this opening
+    rig.store->tree().put(SettingsStore::Hive::LocalMachine, SettingsKeyPath,
+                          QStringLiteral("PORT"), SettingsStore::Type::Dword,
+                          QByteArray("\x04\0\0\0", 4));
     Rotator rotator(*rig.ctx);
     QVERIFY(rig.serial().connected());
-    QCOMPARE(rig.serial().port(), qint16(1));
+    QCOMPARE(rig.serial().port(), qint16(4));
     QVERIFY(rig.unit->sent.isEmpty());
 }
 
@@ -67,7 +69,7 @@ void RotatorTest::linkTakesSevenTicksOrSendsHomedAndStatus() {
     QCOMPARE(rig.run(rig.rotator.setLink(true)), Status());
     QVERIFY(rig.rotator.linked());
     QCOMPARE(rig.unit->sent, (Sent{"! ", "H ", "R "}));
-    QCOMPARE(rig.serial().port(), qint16(1)); // already open: not reopened
+    QCOMPARE(rig.serial().port(), qint16(1)); // opened at creation, before port 2 was chosen
 
     QCOMPARE(rig.run(rig.rotator.setLink(false)), Status());
     QVERIFY(!rig.serial().connected());

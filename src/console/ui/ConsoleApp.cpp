@@ -1,0 +1,194 @@
+#include "ConsoleApp.h"
+
+#include "tempcomp/ui/TempCompWindows.h"
+
+#include "MainWindow.h"
+#include "MessageBoxPrompt.h"
+#include "MiniConsoleWindow.h"
+#include "NightTheme.h"
+#include "SetupWindows.h"
+#include "WrapWindows.h"
+
+#include "app/CheckRegistry.h"
+
+#include <QApplication>
+
+namespace mivel::console {
+
+// The small windows of a console window.
+class WindowDialogs final : public ConsoleDialogs {
+public:
+    WindowDialogs(ConsoleApp& app, QWidget* parent)
+        : app_(app)
+        , parent_(parent) {}
+
+    int chooseUnwrap() override {
+        UnwrapDialog dialog(app_.ctx_.shared(), parent_);
+        dialog.exec();
+        return app_.ctx_.shared().unwrapChoice;
+    }
+    void showWrapWarning(const QString& text) override {
+        auto* window = new WrapMessageWindow(app_.ctx_.clock());
+        window->setAttribute(Qt::WA_DeleteOnClose);
+        window->showMessage(text);
+    }
+    bool tempCompDialogAvailable() const override { return bool(app_.tempComp_); }
+    void runTempCompDialog() override {
+        if (app_.tempComp_)
+            app_.tempComp_(parent_);
+    }
+
+private:
+    ConsoleApp& app_;
+    QPointer<QWidget> parent_;
+};
+
+ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* devices, ConsoleOptions options,
+                       QObject* parent)
+    : QObject(parent)
+    , ctx_(ctx)
+    , options_(std::move(options))
+    , lifetime_(devices, ctx.clock()) {
+    setNightVision(options_.nightVision); // the console's look
+    connect(&lifetime_, &ConsoleLifetime::quitRequested, this, [this] {
+        if (Serial* serial = ctx_.hub().serial())
+            serial->setConnected(false);
+        if (indicator_)
+            indicator_->close();
+        if (mini_)
+            mini_->close();
+        emit quitRequested();
+    });
+}
+
+ConsoleApp::~ConsoleApp() {
+    if (ctx_.windows() == this)
+        ctx_.setWindows(nullptr);
+    delete indicator_;
+    delete mini_;
+    delete main_;
+}
+
+MainWindow* ConsoleApp::mainWindow() const {
+    return main_;
+}
+
+MiniConsoleWindow* ConsoleApp::miniConsole() const {
+    return mini_;
+}
+
+RotIndicatorWindow* ConsoleApp::rotatorIndicator() const {
+    return indicator_;
+}
+
+bool ConsoleApp::mainConsoleOpen() const {
+    return main_ != nullptr;
+}
+
+void ConsoleApp::showMainConsole() {
+    if (!main_) {
+        checkRegistry(ctx_); // the main console's load reads the settings afresh
+        main_ = new MainWindow(*this);
+        ctx_.shared().mainConsoleOpen = true;
+        lifetime_.mainConsoleOpened();
+        connect(main_, &MainWindow::closed, this, [this] {
+            ctx_.shared().mainConsoleOpen = false;
+            lifetime_.mainConsoleClosed();
+        });
+        linkPeers();
+    }
+    main_->show();
+    main_->raise();
+    main_->activateWindow();
+}
+
+void ConsoleApp::showMiniConsole() {
+    if (!mini_) {
+        mini_ = new MiniConsoleWindow(*this);
+        lifetime_.miniConsoleOpened();
+        connect(mini_, &MiniConsoleWindow::closed, this, [this] { lifetime_.miniConsoleClosed(); });
+        linkPeers();
+    }
+    mini_->show();
+    mini_->raise();
+}
+
+void ConsoleApp::linkPeers() {
+    // The mini console leaves the main console's poll, alerts and wrap guard to the main one.
+    if (mini_)
+        mini_->console().setPeer(main_ ? &main_->console() : nullptr);
+}
+
+QList<PortEntry> ConsoleApp::ports() const {
+    return availablePorts(options_.simulatedDevice, ctx_.settings().portDevice);
+}
+
+void ConsoleApp::showFocuserSetup() {
+    FocuserSetupDialog dialog(ctx_, ports(), main_);
+    dialog.exec();
+}
+
+void ConsoleApp::showRotatorSetup() {
+    RotatorSetupDialog dialog(ctx_, ports(), main_);
+    dialog.exec();
+}
+
+void ConsoleApp::showProperties(QWidget* parent) {
+    PropertiesDialog dialog(ctx_, ports(), parent);
+    dialog.exec();
+}
+
+void ConsoleApp::showAbout(QWidget* parent) {
+    AboutDialog dialog(ctx_, options_.alpacaAddress, parent);
+    dialog.exec();
+}
+
+void ConsoleApp::showRotatorIndicator() {
+    if (!indicator_) {
+        // The dial shows the target and the position of the console that is open.
+        auto angles = [this]() -> RotatorIndicator::Angles {
+            const MainConsole* c = main_ ? &main_->console() : mini_ ? &mini_->console() : nullptr;
+            if (!c)
+                return {};
+            return {c->rotatorTargetSteps(), c->rotatorPosition()};
+        };
+        indicator_ = new RotIndicatorWindow(ctx_, angles);
+        indicator_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    indicator_->show();
+    indicator_->raise();
+}
+
+void ConsoleApp::setNightVision(bool on) {
+    options_.nightVision = on;
+    if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance()))
+        applyConsoleTheme(*app, on);
+}
+
+std::unique_ptr<ConsoleDialogs> ConsoleApp::makeDialogs(QWidget* parent) {
+    return std::make_unique<WindowDialogs>(*this, parent);
+}
+
+bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions& options) {
+    auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
+    if (!app)
+        return false;
+    ctx.setPrompt(std::make_unique<MessageBoxPrompt>());
+    // The console decides when the program ends, not the last window.
+    app->setQuitOnLastWindowClosed(false);
+    auto* console = new ConsoleApp(ctx, devices, options, app);
+    console->setTempCompDialog(
+        [&ctx](QWidget* parent) { tempcomp::runTempCompDialog(ctx, parent); });
+    console->setCalibrationWindow(
+        [&ctx](QWidget* parent) { tempcomp::openCalibrationWindow(ctx, parent); });
+    ctx.setWindows(console);
+    QObject::connect(console, &ConsoleApp::quitRequested, app, [] { QCoreApplication::exit(0); });
+    QObject::connect(app, &QCoreApplication::aboutToQuit, console, [console, &ctx] {
+        ctx.setWindows(nullptr);
+        delete console;
+    });
+    console->showMainConsole();
+    return true;
+}
+
+} // namespace mivel::console

@@ -1,0 +1,342 @@
+#include "ConsoleBinder.h"
+
+#include "console/DiagnosticFile.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QTableWidget>
+
+#include <cmath>
+
+namespace mivel::console {
+namespace {
+
+using Flag = MainConsole::Flag;
+
+struct TextBinding {
+    const char* name; // a QLabel or a button whose caption follows the unit
+    QString Readings::*field;
+};
+constexpr TextBinding kTexts[] = {
+    {"lblActual", &Readings::focusActual},
+    {"lblTarget", &Readings::focusTarget},
+    {"lblCurrent", &Readings::motorCurrent},
+    {"lblMotor", &Readings::motorState},
+    {"lblSpacing", &Readings::spacing},
+    {"lblAmbient", &Readings::ambient},
+    {"lblPrimary", &Readings::primary},
+    {"lblSecondary", &Readings::secondary},
+    {"lblRotActual", &Readings::rotatorActual},
+    {"lblRotTarget", &Readings::rotatorTarget},
+    {"lblWrap", &Readings::wrap},
+    {"lblMivelTemp", &Readings::electronicsStatus},
+    {"lblAmbTemp", &Readings::ambientStatus},
+    {"cmdRecordFocus", &Readings::focusRecordCaption},
+    {"cmdRecordRotator", &Readings::rotatorRecordCaption},
+    {"cmdTempComp", &Readings::tempCompCaption},
+};
+
+struct ButtonBinding {
+    const char* name;
+    void (MainConsole::*action)();
+};
+constexpr ButtonBinding kButtons[] = {
+    {"cmdGoto", &MainConsole::focusGoto},
+    {"cmdHome", &MainConsole::focusHome},
+    {"cmdStopFocus", &MainConsole::focusStop},
+    {"cmdRecordFocus", &MainConsole::recordFocus},
+    {"cmdSetMirrorSpacing", &MainConsole::setMirrorSpacing},
+    {"cmdSynchTempComp", &MainConsole::synchTempComp},
+    {"cmdTempComp", &MainConsole::openTempComp},
+    {"cmdRotGOTO", &MainConsole::rotatorGoto},
+    {"cmdRotHome", &MainConsole::rotatorHome},
+    {"cmdStopRot", &MainConsole::rotatorStop},
+    {"cmdRecordRotator", &MainConsole::recordRotator},
+    {"cmdWrapZero", &MainConsole::wrapZero},
+    {"cmdUnwrap", &MainConsole::unwrap},
+    {"cmdConnect", &MainConsole::connectLink},
+    {"cmdDisconnect", &MainConsole::disconnectLink},
+};
+
+struct JogBinding {
+    const char* name;
+    MainConsole::JogAxis axis;
+    int direction;
+};
+constexpr JogBinding kJogs[] = {
+    {"cmdFocusIn", MainConsole::JogAxis::Focus, -1},
+    {"cmdFocusOut", MainConsole::JogAxis::Focus, 1},
+    {"cmdRotCCW", MainConsole::JogAxis::Rotator, -1},
+    {"cmdRotCW", MainConsole::JogAxis::Rotator, 1},
+};
+
+struct CheckBinding {
+    const char* name;
+    bool Readings::*field;
+    void (MainConsole::*set)(bool);
+};
+constexpr CheckBinding kChecks[] = {
+    {"Check1", &Readings::forceMotorOff, &MainConsole::setForceMotorOff},
+    {"chkRecallFocus", &Readings::recallFocus, &MainConsole::setRecallFocus},
+    {"chkRecallRotator", &Readings::recallRotator, &MainConsole::setRecallRotator},
+};
+
+struct SpinBinding {
+    const char* name;
+    int Readings::*field;
+    void (MainConsole::*set)(int);
+    Flag flag;
+};
+constexpr SpinBinding kSpins[] = {
+    {"UpDown2", &Readings::fanPower, &MainConsole::setFanPower, Flag::FanPower},
+    {"UpDown1", &Readings::fanDeadBand, &MainConsole::setFanDeadBand, Flag::FanDeadBand},
+    {"UpDown5", &Readings::heaterPower, &MainConsole::setHeaterPower, Flag::HeaterPower},
+    {"UpDown6", &Readings::heaterSetPoint, &MainConsole::setHeaterSetPoint, Flag::HeaterSetPoint},
+    {"udDew1", &Readings::dew1, &MainConsole::setDew1, Flag::Dew1Power},
+    {"udDew2", &Readings::dew2, &MainConsole::setDew2, Flag::Dew2Power},
+};
+// The fan gain is sent as 1...100 and shown divided by 10.
+constexpr const char* kFanGain = "UpDown3";
+
+struct ModeBinding {
+    const char* automatic;
+    const char* manual;
+    int Readings::*field;
+    void (MainConsole::*set)(int);
+};
+constexpr ModeBinding kModes[] = {
+    {"optFanAuto", "optFanManual", &Readings::fanMode, &MainConsole::setFanMode},
+    {"optSecAuto", "optSecManual", &Readings::heaterMode, &MainConsole::setHeaterMode},
+};
+constexpr int AutomaticMode = 1;
+constexpr int ManualMode = 2;
+
+// Controls that stay usable with the port closed.
+constexpr const char* kAlwaysEnabled[] = {"txtPosition",  "txtRotGOTO",  "txtRot",
+                                          "cmbFocusStep", "optSpacing1", "optSpacing2"};
+
+void setIfChanged(QSpinBox* spin, int value) {
+    if (spin->value() != value) {
+        const QSignalBlocker block(spin);
+        spin->setValue(value);
+    }
+}
+
+} // namespace
+
+ConsoleBinder::ConsoleBinder(QWidget* root, MainConsole& console, QObject* parent)
+    : QObject(parent)
+    , root_(root)
+    , console_(console) {
+    bindButtons();
+    bindChecks();
+    bindSpinners();
+    bindModes();
+    bindInputs();
+    bindTabs();
+    connect(&console_, &MainConsole::readingsChanged, this, &ConsoleBinder::refresh);
+    connect(&console_, &MainConsole::linkStateChanged, this, &ConsoleBinder::refreshLink);
+    refresh();
+    refreshLink();
+}
+
+template <class W> W* ConsoleBinder::find(const char* name) const {
+    return root_->findChild<W*>(QLatin1String(name));
+}
+
+void ConsoleBinder::bindButtons() {
+    for (const auto& b : kButtons)
+        if (auto* button = find<QAbstractButton>(b.name))
+            connect(button, &QAbstractButton::clicked, &console_, b.action);
+    for (const auto& j : kJogs) {
+        if (auto* button = find<QAbstractButton>(j.name)) {
+            const auto axis = j.axis;
+            const int direction = j.direction;
+            connect(button, &QAbstractButton::pressed, &console_,
+                    [this, axis, direction] { console_.jogPress(axis, direction); });
+            connect(button, &QAbstractButton::released, &console_, &MainConsole::jogRelease);
+        }
+    }
+}
+
+void ConsoleBinder::bindChecks() {
+    for (const auto& c : kChecks)
+        if (auto* box = find<QAbstractButton>(c.name))
+            connect(box, &QAbstractButton::clicked, &console_, c.set); // the user's clicks only
+}
+
+void ConsoleBinder::bindSpinners() {
+    for (const auto& s : kSpins) {
+        auto* spin = find<QSpinBox>(s.name);
+        if (!spin)
+            continue;
+        spin->setKeyboardTracking(false); // typed values count once they are committed
+        const Flag flag = s.flag;
+        connect(spin, &QSpinBox::valueChanged, &console_, s.set);
+        connect(spin->findChild<QLineEdit*>(), &QLineEdit::textEdited, &console_,
+                [this, flag] { console_.beginEdit(flag); });
+    }
+    if (auto* gain = find<QDoubleSpinBox>(kFanGain)) {
+        gain->setKeyboardTracking(false);
+        connect(gain, &QDoubleSpinBox::valueChanged, &console_,
+                [this](double shown) { console_.setFanGain(int(std::lround(shown * 10))); });
+        connect(gain->findChild<QLineEdit*>(), &QLineEdit::textEdited, &console_,
+                [this] { console_.beginEdit(Flag::FanGain); });
+    }
+    if (auto* limits = find<QSpinBox>("udLimits")) {
+        limits->setKeyboardTracking(false);
+        connect(limits, &QSpinBox::valueChanged, &console_, &MainConsole::setLimits);
+    }
+}
+
+void ConsoleBinder::bindModes() {
+    for (const auto& m : kModes) {
+        const auto set = m.set;
+        if (auto* automatic = find<QRadioButton>(m.automatic))
+            connect(automatic, &QRadioButton::clicked, &console_,
+                    [this, set] { (console_.*set)(AutomaticMode); });
+        if (auto* manual = find<QRadioButton>(m.manual))
+            connect(manual, &QRadioButton::clicked, &console_,
+                    [this, set] { (console_.*set)(ManualMode); });
+    }
+    if (auto* first = find<QRadioButton>("optSpacing1"))
+        connect(first, &QRadioButton::clicked, &console_, [this] { console_.setSpacingUnit(0); });
+    if (auto* second = find<QRadioButton>("optSpacing2"))
+        connect(second, &QRadioButton::clicked, &console_, [this] { console_.setSpacingUnit(1); });
+}
+
+void ConsoleBinder::bindInputs() {
+    const struct {
+        const char* name;
+        void (MainConsole::*set)(const QString&);
+        QString (MainConsole::*get)() const;
+    } inputs[] = {
+        {"txtPosition", &MainConsole::setFocusGotoText, &MainConsole::focusGotoText},
+        {"txtRotGOTO", &MainConsole::setRotatorGotoText, &MainConsole::rotatorGotoText},
+        {"txtRot", &MainConsole::setRotatorJogText, &MainConsole::rotatorJogText},
+    };
+    for (const auto& in : inputs) {
+        if (auto* edit = find<QLineEdit>(in.name)) {
+            if (edit->text().isEmpty())
+                edit->setText((console_.*in.get)());
+            else
+                (console_.*in.set)(edit->text());
+            connect(edit, &QLineEdit::textChanged, &console_, in.set);
+        }
+    }
+    if (auto* steps = find<QComboBox>("cmbFocusStep")) {
+        steps->clear();
+        for (int s : MainConsole::focusJogSteps())
+            steps->addItem(QStringLiteral("%1 counts").arg(s));
+        const auto jog = MainConsole::focusJogSteps();
+        const auto at = std::find(jog.begin(), jog.end(), console_.focusJogStep());
+        steps->setCurrentIndex(int(at - jog.begin()));
+        connect(steps, &QComboBox::currentIndexChanged, &console_,
+                &MainConsole::setFocusJogStepIndex);
+    }
+}
+
+void ConsoleBinder::bindTabs() {
+    if (auto* tabs = find<QTabWidget>("SSTab1")) {
+        console_.setTab(ConsoleTab(tabs->currentIndex()));
+        connect(tabs, &QTabWidget::currentChanged, &console_,
+                [this](int index) { console_.setTab(ConsoleTab(index)); });
+    }
+}
+
+void ConsoleBinder::refresh() {
+    const Readings& r = console_.readings();
+    for (const auto& t : kTexts) {
+        const QString& text = r.*t.field;
+        if (auto* label = find<QLabel>(t.name)) {
+            if (label->text() != text)
+                label->setText(text);
+        } else if (auto* button = find<QAbstractButton>(t.name)) {
+            if (button->text() != text)
+                button->setText(text);
+        }
+    }
+    for (const auto& c : kChecks) {
+        auto* box = find<QAbstractButton>(c.name);
+        if (box && box->isChecked() != r.*c.field) {
+            const QSignalBlocker block(box);
+            box->setChecked(r.*c.field);
+        }
+    }
+    for (const auto& s : kSpins)
+        if (auto* spin = find<QSpinBox>(s.name); spin && !console_.watchdog().isSet(s.flag))
+            setIfChanged(spin, r.*s.field);
+    if (auto* gain = find<QDoubleSpinBox>(kFanGain); gain &&
+                                                     !console_.watchdog().isSet(Flag::FanGain) &&
+                                                     std::lround(gain->value() * 10) != r.fanGain) {
+        const QSignalBlocker block(gain);
+        gain->setValue(r.fanGain / 10.0);
+    }
+    for (const auto& m : kModes) {
+        const bool automatic = r.*m.field == AutomaticMode;
+        if (auto* a = find<QRadioButton>(m.automatic); a && a->isChecked() != automatic) {
+            const QSignalBlocker block(a);
+            a->setChecked(automatic);
+        }
+        if (auto* b = find<QRadioButton>(m.manual); b && b->isChecked() == automatic) {
+            const QSignalBlocker block(b);
+            b->setChecked(!automatic);
+        }
+    }
+    if (auto* unit = find<QLabel>("lblSpacingUnit"))
+        unit->setText(!r.focusHomed                 ? QString()
+                      : console_.spacingUnit() == 0 ? QStringLiteral("mils")
+                                                    : QStringLiteral("scaled"));
+    if (auto* table = find<QTableWidget>("tblDiagnostic")) {
+        const QStringList& names = DiagnosticFile::fieldNames();
+        for (int row = 0; row < table->rowCount() && row < names.size() - 1; ++row) {
+            const QString value = row < r.lastDiagnosticRecord.size() ? r.lastDiagnosticRecord[row]
+                                                                      : QStringLiteral("-");
+            if (auto* item = table->item(row, 1); item && item->text() != value)
+                item->setText(value);
+        }
+    }
+    refreshLink(); // the synch button follows the compensation mode
+}
+
+void ConsoleBinder::refreshLink() {
+    const bool open = console_.portOpen();
+    const auto always = [](const QString& name) {
+        for (const char* n : kAlwaysEnabled)
+            if (name == QLatin1String(n))
+                return true;
+        return false;
+    };
+    const auto setEnabled = [&](QWidget* w, bool on) {
+        if (w && !always(w->objectName()) && w->isEnabled() != on)
+            w->setEnabled(on);
+    };
+    for (const auto& b : kButtons)
+        setEnabled(find<QWidget>(b.name), open);
+    for (const auto& j : kJogs)
+        setEnabled(find<QWidget>(j.name), open);
+    for (const auto& c : kChecks)
+        setEnabled(find<QWidget>(c.name), open);
+    for (const auto& s : kSpins)
+        setEnabled(find<QWidget>(s.name), open);
+    setEnabled(find<QWidget>(kFanGain), open);
+    setEnabled(find<QWidget>("udLimits"), open);
+    for (const auto& m : kModes) {
+        setEnabled(find<QWidget>(m.automatic), open);
+        setEnabled(find<QWidget>(m.manual), open);
+    }
+    setEnabled(find<QWidget>("cmdSynchTempComp"), open && console_.readings().synchEnabled);
+    setEnabled(find<QWidget>("cmdTempComp"), open && console_.tempCompAvailable());
+    setEnabled(find<QWidget>("cmdConnect"), console_.connectEnabled());
+    setEnabled(find<QWidget>("cmdDisconnect"), console_.disconnectEnabled());
+}
+
+} // namespace mivel::console

@@ -1,0 +1,139 @@
+#include "MainWindow.h"
+
+#include "ConsoleApp.h"
+#include "ConsoleBinder.h"
+
+#include "app/SettingsKey.h"
+
+#include "ui_MainWindow.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <QShortcut>
+
+namespace mivel::console {
+
+MainWindow::MainWindow(ConsoleApp& app, QWidget* parent)
+    : QMainWindow(parent)
+    , app_(app)
+    , ui_(std::make_unique<Ui::frmMain>()) {
+    ui_->setupUi(this);
+    setAttribute(Qt::WA_DeleteOnClose);
+    // The link on the left; the two temperatures at the right, where the eye finds them.
+    for (const char* name : {"lblLink", "lblMivelTemp", "lblAmbTemp"}) {
+        auto* label = new QLabel(this);
+        label->setObjectName(QLatin1String(name));
+        label->setProperty("role", QStringLiteral("status"));
+        label->setContentsMargins(8, 0, 8, 0);
+        if (qstrcmp(name, "lblLink") == 0)
+            ui_->StatusBar1->addWidget(label, 1);
+        else
+            ui_->StatusBar1->addPermanentWidget(label);
+    }
+
+    AppContext& ctx = app.context();
+    console_ = new MainConsole(ctx, MainConsole::Role::Main, this);
+    dialogs_ = app.makeDialogs(this);
+    console_->setDialogs(dialogs_.get());
+    binder_ = new ConsoleBinder(this, *console_, this);
+    connect(console_, &MainConsole::linkStateChanged, this, &MainWindow::refreshLink);
+    wireActions();
+    refreshLink();
+
+    const Settings& s = ctx.settings();
+    if (s.mainPosX != 0 || s.mainPosY != 0)
+        move(s.mainPosX, s.mainPosY);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::wireActions() {
+    Ui::frmMain& u = *ui_;
+    MainConsole* c = console_;
+    for (QAction* a : {u.DialPhoneNumber, u.mnuConnect})
+        connect(a, &QAction::triggered, c, &MainConsole::connectLink);
+    for (QAction* a : {u.HangUpPhone, u.mnuDisconnect})
+        connect(a, &QAction::triggered, c, &MainConsole::disconnectLink);
+    connect(u.mnuExit, &QAction::triggered, this, &QWidget::close);
+    connect(u.mnuGoto, &QAction::triggered, this, &MainWindow::onShownTabGoto);
+    connect(u.mnuHome, &QAction::triggered, this, &MainWindow::onShownTabHome);
+    connect(u.mnuStop, &QAction::triggered, c, [c] {
+        c->focusStop();
+        c->rotatorStop();
+    });
+    for (QAction* a : {u.Setup, u.mnuFocuserSetup})
+        connect(a, &QAction::triggered, &app_, &ConsoleApp::showFocuserSetup);
+    connect(u.mnuRotatorSetup, &QAction::triggered, &app_, &ConsoleApp::showRotatorSetup);
+    connect(u.mnuProperties, &QAction::triggered, &app_, [this] { app_.showProperties(this); });
+    connect(u.mnuComPort, &QAction::triggered, c, &MainConsole::showComPort);
+    for (QAction* a : {u.MiniConsole, u.mnuMiniConsole})
+        connect(a, &QAction::triggered, &app_, &ConsoleApp::showMiniConsole);
+    connect(u.mnuRotIndicator, &QAction::triggered, &app_, &ConsoleApp::showRotatorIndicator);
+    connect(u.cmdRotIndicator, &QPushButton::clicked, &app_, &ConsoleApp::showRotatorIndicator);
+    connect(u.mnuTempComp, &QAction::triggered, c, &MainConsole::openTempComp);
+    connect(u.mnuCalibrate, &QAction::triggered, this, [this] { app_.openCalibration(this); });
+    u.mnuNight->setChecked(app_.nightVision());
+    connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
+    for (QAction* a : {u.About, u.mnuAbout})
+        connect(a, &QAction::triggered, &app_, [this] { app_.showAbout(this); });
+    // Ctrl+1 to Ctrl+4 show the tabs.
+    for (int i = 0; i < u.SSTab1->count(); ++i) {
+        auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_1 + i)), this);
+        connect(shortcut, &QShortcut::activated, u.SSTab1,
+                [tabs = u.SSTab1, i] { tabs->setCurrentIndex(i); });
+    }
+}
+
+void MainWindow::refreshLink() {
+    Ui::frmMain& u = *ui_;
+    const bool open = console_->portOpen();
+    u.DialPhoneNumber->setEnabled(console_->connectEnabled());
+    u.mnuConnect->setEnabled(console_->connectEnabled());
+    u.HangUpPhone->setEnabled(console_->disconnectEnabled());
+    u.mnuDisconnect->setEnabled(console_->disconnectEnabled());
+    for (QAction* a : {u.mnuGoto, u.mnuHome, u.mnuStop})
+        a->setEnabled(open);
+    u.mnuTempComp->setEnabled(open && console_->tempCompAvailable());
+    u.mnuCalibrate->setEnabled(app_.calibrationAvailable());
+    if (auto* link = findChild<QLabel*>(QStringLiteral("lblLink"))) {
+        const Serial* serial = app_.context().hub().serial();
+        const QString device = serial ? serial->deviceName() : QString();
+        link->setText(open ? QStringLiteral("Connected: %1").arg(device)
+                           : QStringLiteral("Not connected"));
+    }
+}
+
+void MainWindow::onShownTabGoto() {
+    if (console_->tab() == ConsoleTab::Rotator)
+        console_->rotatorGoto();
+    else
+        console_->focusGoto();
+}
+
+void MainWindow::onShownTabHome() {
+    if (console_->tab() == ConsoleTab::Rotator)
+        console_->rotatorHome();
+    else
+        console_->focusHome();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    AppContext& ctx = app_.context();
+    Settings& s = ctx.settings();
+    s.mainPosX = pos().x();
+    s.mainPosY = pos().y();
+    if (ctx.store().problem().isEmpty()) {
+        constexpr int Dword = int(SettingsStore::Type::Dword);
+        writeSetting(ctx.store(), QStringLiteral("MainPosX"), Dword, s.mainPosX,
+                     SettingsKeyUse::OnlyIfPresent);
+        writeSetting(ctx.store(), QStringLiteral("MainPosY"), Dword, s.mainPosY,
+                     SettingsKeyUse::OnlyIfPresent);
+        writeSetting(ctx.store(), QStringLiteral("FocusStep"), Dword, s.focusStep,
+                     SettingsKeyUse::OnlyIfPresent);
+    }
+    console_->jogRelease();
+    emit closed();
+    QMainWindow::closeEvent(event);
+}
+
+} // namespace mivel::console

@@ -1,0 +1,137 @@
+#pragma once
+
+// The calibration window's logic. Two jobs: calibrating the unit's temperature sensors (record
+// points of sensor readings against a reference temperature, fit a line per sensor, upload the
+// slopes and intercepts), and editing the unit's controller parameters (read them from the unit,
+// upload them, keep them in a parameter file). The window is a thin view over this object; tests
+// drive it without a display.
+
+#include "CalibrationParams.h"
+#include "FitLine.h"
+
+#include "app/AppContext.h"
+#include "link/Clock.h"
+#include "link/Task.h"
+#include "link/Tokeniser.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace mivel::tempcomp {
+
+class CalibrationWindow : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int SensorCount = 3;
+    // The window asks for fresh readings this often while the port is open.
+    static constexpr qint64 ReadingPollMs = 1000;
+    // The unit stores each coefficient in its non-volatile memory before it takes the next
+    // command; the pause leaves it that time.
+    static constexpr qint64 CoefficientPauseMs = 250;
+
+    explicit CalibrationWindow(AppContext& ctx, QObject* parent = nullptr);
+    ~CalibrationWindow() override;
+
+    // --- Controller parameters ---
+    QString value(Param param) const { return values_[std::size_t(param)]; }
+    // A change the user makes. A value the parameter cannot take is refused with a message and
+    // the parameter keeps its value.
+    bool edit(Param param, const QString& text);
+    bool changed() const { return changed_; }
+    bool parameterUploadEnabled() const { return parameterUploadEnabled_; }
+    // cmdRead: asks the unit for its parameters; the replies fill the window.
+    void readParameters();
+    // cmdUploadMivel: asks, then sends every parameter in the unit's order.
+    bool uploadParameters();
+
+    // --- Calibration ---
+    // The three sensors' latest readings, once the unit has reported them.
+    std::optional<double> reading(int sensor) const;
+    bool canRecordPoint() const;
+    // cmdCalMark: the current readings against the reference temperature typed by the user.
+    bool recordPoint(const QString& referenceText);
+    void clearPoints();
+    const PointTable& points() const { return points_; }
+    // cmdCalibrate: fits each sensor's line; false (with a message) with fewer than two points.
+    bool calibrate();
+    std::optional<LineFit> fit(int sensor) const { return fits_[std::size_t(sensor)]; }
+    QString slopeText(int sensor) const { return shown_[std::size_t(sensor)].slope; }
+    QString interceptText(int sensor) const { return shown_[std::size_t(sensor)].intercept; }
+    QString r2Text(int sensor) const { return shown_[std::size_t(sensor)].r2; }
+    bool coefficientUploadEnabled() const { return coefficientUploadEnabled_; }
+    // cmdCalUpload: asks, then sends the six coefficients with a pause after each. The task ends
+    // with true when all were sent.
+    Task<bool> uploadCoefficients();
+    bool coefficientUploadRunning() const { return coefficientUploadRunning_; }
+
+    // --- Files ---
+    // Each asks before replacing an existing file and reports its own failures.
+    bool saveParameterFile(const QString& path);
+    bool loadParameterFile(const QString& path);
+    bool saveCoefficientFile(const QString& path);
+    bool loadCoefficientFile(const QString& path);
+    // What "now" is for the date written into the files.
+    void setNow(std::function<QDateTime()> now) { now_ = std::move(now); }
+
+    // Closing: offers to upload changes and keeps the step size in the settings. Returns true;
+    // the window closes in any case.
+    bool close();
+
+signals:
+    void valueChanged(Param param);
+    void readingsChanged();
+    void pointsChanged();
+    void fitsChanged();
+    void buttonsChanged();
+
+private:
+    struct ShownFit {
+        QString slope;
+        QString intercept;
+        QString r2;
+    };
+
+    void onChunk(std::string_view chunk);
+    void onReply(std::string_view tag, std::string_view value);
+    void setValue(Param param, const QString& value);
+    void setChanged(bool changed);
+    bool portOpen() const;
+    bool checkPort();
+    void send(const QByteArray& command);
+    void sendParameters();
+    bool confirmReplace(const QString& path);
+    bool writeFile(const QString& path, const QByteArray& data);
+    std::optional<QByteArray> readFile(const QString& path);
+    void reportOpenError();
+    void saveStepSize();
+    void pollReadings();
+
+    AppContext& ctx_;
+    Connector connector_;
+    wire::Tokeniser tokeniser_;
+    LinkHub::Subscription subscription_;
+    Timer poll_;
+    std::array<QString, ParamCount> values_;
+    std::optional<double> internalFanOn_; // :ifo and :ifa together give the fan mode
+    std::optional<double> internalFanAuto_;
+    std::array<std::optional<double>, SensorCount> readings_;
+    PointTable points_;
+    std::array<std::optional<LineFit>, SensorCount> fits_;
+    std::array<ShownFit, SensorCount> shown_;
+    // The coefficients the upload sends: slope and intercept of each sensor.
+    std::array<std::array<double, SensorCount>, 2> coefficients_{};
+    bool changed_ = false;
+    bool parameterUploadEnabled_ = false;
+    bool coefficientUploadEnabled_ = false;
+    bool coefficientUploadRunning_ = false;
+    std::function<QDateTime()> now_ = [] { return QDateTime::currentDateTime(); };
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace mivel::tempcomp

@@ -1,0 +1,65 @@
+#include "TempCompReplies.h"
+
+#include "link/Numbers.h"
+
+#include <algorithm>
+
+namespace mivel::tempcomp {
+
+bool applyTempCompReply(TempCompState& state, wire::Tag tag, std::string_view value) {
+    using wire::Tag;
+    const auto number = wire::toNumber(value);
+    if (!number)
+        return false;
+    switch (tag) {
+    case Tag::TempCompCoefficient:
+        // The unit keeps the coefficient per raw sensor unit; without the sensor's slope it
+        // cannot be turned into counts per degree, so it waits for the next reading.
+        if (state.sensorSlope == 0)
+            return false;
+        state.coefficient = float(*number / state.sensorSlope / 1000);
+        state.paramsReceived = true;
+        return true;
+    case Tag::TempCompThreshold:
+        state.movementThreshold = *wire::roundToInt<std::int32_t>(std::clamp(*number, 0.0, 100.0));
+        state.paramsReceived = true;
+        return true;
+    case Tag::TempCompMode:
+        state.mode = *number == 1 ? 1 : *number == 2 ? 2 : 0;
+        return true;
+    case Tag::Slope1:
+        state.sensorSlope = float(*number / 100000);
+        return true;
+    case Tag::Offset1:
+        state.sensorOffset = float(*number / 100000);
+        return true;
+    case Tag::CompSensorRaw:
+        state.sensorTemp =
+            float(wire::compSensorTemperature(*number, state.sensorSlope, state.sensorOffset));
+        return true;
+    default:
+        return false;
+    }
+}
+
+TempCompButtons tempCompButtons(int mode) {
+    switch (mode) {
+    case 1:
+        return {QStringLiteral("Temperature Compensation = AUTO"), false};
+    case 2:
+        return {QStringLiteral("Temperature Compensation = MAN"), true};
+    default:
+        return {QStringLiteral("Temperature Compensation = OFF"), false};
+    }
+}
+
+TempCompReceiver::TempCompReceiver(LinkHub& hub, TempCompState& state)
+    : state_(state)
+    , subscription_(hub.subscribe(LinkHub::Audience::Console, [this](std::string_view chunk) {
+        tokeniser_.feed(chunk, [this](std::string_view tag, std::string_view value) {
+            if (const wire::TagInfo* info = wire::findTag(tag))
+                applyTempCompReply(state_, info->tag, value);
+        });
+    })) {}
+
+} // namespace mivel::tempcomp

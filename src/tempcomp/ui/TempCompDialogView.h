@@ -1,0 +1,39 @@
+#pragma once
+
+#include "tempcomp/TempCompDialog.h"
+
+#include <QDialog>
+
+#include <memory>
+
+namespace Ui {
+class frmTempComp;
+}
+
+namespace mivel::tempcomp {
+
+// frmTempComp: the compensation dialog's window over its logic object.
+class TempCompDialogView : public QDialog {
+    Q_OBJECT
+public:
+    explicit TempCompDialogView(AppContext& ctx, QWidget* parent = nullptr);
+    ~TempCompDialogView() override;
+
+    TempCompDialog& logic() { return logic_; }
+
+    // OK, Cancel and the window's close button go through the logic, which may keep the
+    // dialog open.
+    void accept() override;
+    void reject() override;
+
+private:
+    void refresh();
+    void showWaitCursor(bool on);
+
+    std::unique_ptr<Ui::frmTempComp> ui_;
+    TempCompDialog logic_;
+    bool updating_ = false;
+    bool waitCursor_ = false;
+};
+
+} // namespace mivel::tempcomp
