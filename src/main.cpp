@@ -7,11 +7,13 @@
 #include "app/AppContext.h"
 #include "app/CheckRegistry.h"
 #include "app/SettingsStoreFactory.h"
+#include "console/ui/ConsoleApp.h"
 #include "drivers/DriverSet.h"
 #include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QTextStream>
@@ -75,15 +77,14 @@ int main(int argc, char* argv[]) {
     }
     const bool headless = options.headless || !displayAvailable();
 
-    // CONSOLE: with a display the console windows run in this process beside the driver server.
-    // Their start belongs here: a QApplication instead of the QCoreApplication below, the
-    // console's prompt and windows installed into the context (ctx.setPrompt, ctx.setWindows)
-    // once it exists, and the main console shown before app.exec(). Until the console is
-    // built, mivel serves the drivers alone either way.
-    QCoreApplication app(argc, argv);
+    // CONSOLE (1 of 2): with a display the console windows run in this process beside the
+    // driver server, and need a QApplication; headless there is no widget at all.
+    const std::unique_ptr<QCoreApplication> app =
+        headless ? std::make_unique<QCoreApplication>(argc, argv)
+                 : std::make_unique<QApplication>(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("mivel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(MIVEL_VERSION));
-    if (!quitOnStopSignals(&app))
+    if (!quitOnStopSignals(app.get()))
         return fail(QStringLiteral("cannot watch for stop signals"));
 
     const AppPaths paths = options.configDir.isEmpty() ? AppPaths::standard()
@@ -106,13 +107,12 @@ int main(int argc, char* argv[]) {
     serial.setPort(ctx.settings().port);
     if (!ctx.settings().portDevice.isEmpty())
         serial.setDevicePath(ctx.settings().portDevice);
-    if (const Status opened = serial.setConnected(true); opened) {
-        const QString line = QStringLiteral("cannot open the serial port %1: %2")
-                                 .arg(serial.deviceName(), opened->description);
-        if (headless)
-            return fail(line);
-        ctx.prompt().inform(line, QStringLiteral("Vark"), Prompt::Icon::Warning);
-    }
+    // Headless, nobody could choose another port: one that does not open ends the program now.
+    // The console opens the port itself when the user connects.
+    if (headless)
+        if (const Status opened = serial.setConnected(true); opened)
+            return fail(QStringLiteral("cannot open the serial port %1: %2")
+                            .arg(serial.deviceName(), opened->description));
 
     DriverSet drivers(ctx);
     alpaca::DriverServer server(ctx, drivers, options);
@@ -121,6 +121,15 @@ int main(int argc, char* argv[]) {
         return fail(why);
     QTextStream(stdout) << "mivel: Alpaca driver server on " << server.url() << ", unit on "
                         << serial.deviceName() << Qt::endl;
+
+    // CONSOLE (2 of 2): the main console opens; from here the console decides when the program
+    // ends (closing the main console while no client holds a driver object).
+    if (!headless) {
+        console::ConsoleOptions consoleOptions;
+        consoleOptions.alpacaAddress = server.url();
+        consoleOptions.simulatedDevice = options.simulate ? portDevice : QString();
+        console::startConsole(ctx, &drivers, consoleOptions);
+    }
 
     const int code = QCoreApplication::exec();
     serial.setConnected(false);

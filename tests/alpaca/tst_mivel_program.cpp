@@ -29,11 +29,16 @@ class MivelProgramTest : public QObject {
     Q_OBJECT
     QTemporaryDir config;
 
-    // The program with no display, as on a computer at the telescope.
-    void start(QProcess& p, const QStringList& args) {
+    // The program with no display, as on a computer at the telescope, or with one (drawn
+    // off-screen).
+    void start(QProcess& p, const QStringList& args, bool display = false) {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.remove("DISPLAY");
         env.remove("WAYLAND_DISPLAY");
+        if (display) {
+            env.insert("DISPLAY", ":0");
+            env.insert("QT_QPA_PLATFORM", "offscreen");
+        }
         p.setProcessEnvironment(env);
         p.start(MIVEL_PROGRAM, QStringList{"--config", config.path()} + args);
     }
@@ -49,17 +54,21 @@ class MivelProgramTest : public QObject {
 private slots:
     void servesTheSimulatedUnitUntilStopped_data() {
         QTest::addColumn<QStringList>("mode");
+        QTest::addColumn<bool>("display");
         QTest::addColumn<int>("signal");
-        QTest::newRow("headless, SIGTERM") << QStringList{"--headless"} << int(SIGTERM);
+        QTest::newRow("headless, SIGTERM") << QStringList{"--headless"} << false << int(SIGTERM);
         // Without a display the program is headless by itself.
-        QTest::newRow("no display, SIGINT") << QStringList{} << int(SIGINT);
+        QTest::newRow("no display, SIGINT") << QStringList{} << false << int(SIGINT);
+        // With one, the console runs beside the server.
+        QTest::newRow("console, SIGTERM") << QStringList{} << true << int(SIGTERM);
     }
     void servesTheSimulatedUnitUntilStopped() {
         QFETCH(QStringList, mode);
+        QFETCH(bool, display);
         QFETCH(int, signal);
         const quint16 port = freePort();
         QProcess p;
-        start(p, mode + QStringList{"--simulate", "--alpaca-port", QString::number(port)});
+        start(p, mode + QStringList{"--simulate", "--alpaca-port", QString::number(port)}, display);
         QVERIFY(p.waitForStarted());
         QByteArray out;
         QTRY_VERIFY_WITH_TIMEOUT((out += p.readAllStandardOutput()).contains("server on") ||
