@@ -106,74 +106,76 @@ void AlpacaServer::whenDone(Task<T> task, http::Responder responder,
     });
 }
 
-void AlpacaServer::serveDevice(const http::Request& request, const http::Responder& responder) {
+namespace {
+
+std::optional<Verb> verbOf(const QByteArray& method) {
+    if (method == "GET")
+        return Verb::Get;
+    if (method == "PUT")
+        return Verb::Put;
+    return std::nullopt;
+}
+
+// The route's parameters from the request, in its order; or why they cannot be had.
+QString collectArguments(const Route& route, const Params& params, QVariantList* args) {
+    for (const ParamSpec& p : route.params) {
+        const Params::Lookup found = params.find(p.name);
+        if (found.wrongCase)
+            return QStringLiteral("Parameter %1 must be spelled %2").arg(found.spelled, p.name);
+        if (!found.found)
+            return QStringLiteral("Missing parameter: ") + p.name;
+        const std::optional<QVariant> value = parseAs(p.type, found.value);
+        if (!value)
+            return QStringLiteral("Parameter %1=%2 is not %3")
+                .arg(p.name, found.value, describeType(p.type));
+        *args << *value;
+    }
+    return {};
+}
+
+} // namespace
+
+AlpacaServer::DeviceCall AlpacaServer::resolve(const http::Request& request) {
+    DeviceCall call;
     const QStringList parts = QString::fromUtf8(request.path).split(u'/');
     // "", "api", "v1", type, number, member
-    if (parts.size() != 6 || parts[2] != u"v1") {
-        responder.send(badRequest(QStringLiteral("Not an Alpaca device path: ") + parts.join('/')));
-        return;
-    }
+    if (parts.size() != 6 || parts[2] != u"v1")
+        return {QStringLiteral("Not an Alpaca device path: ") + parts.join('/')};
     DeviceEndpoint* device = endpoint(parts[3]);
-    if (device == nullptr) {
-        responder.send(badRequest(QStringLiteral("Unknown device type: ") + parts[3]));
-        return;
-    }
-    if (!isCanonicalZero(parts[4])) {
-        responder.send(badRequest(QStringLiteral("Unknown device number: ") + parts[4]));
-        return;
-    }
-    Verb verb;
-    if (request.method == "GET")
-        verb = Verb::Get;
-    else if (request.method == "PUT")
-        verb = Verb::Put;
-    else {
-        responder.send(badRequest(QStringLiteral("Method %1 is not used by the Alpaca API")
-                                      .arg(QString::fromLatin1(request.method))));
-        return;
-    }
+    if (device == nullptr)
+        return {QStringLiteral("Unknown device type: ") + parts[3]};
+    if (!isCanonicalZero(parts[4]))
+        return {QStringLiteral("Unknown device number: ") + parts[4]};
+    const std::optional<Verb> verb = verbOf(request.method);
+    if (!verb)
+        return {QStringLiteral("Method %1 is not used by the Alpaca API")
+                    .arg(QString::fromLatin1(request.method))};
     const QString& member = parts[5];
-    const Route* route = nullptr;
-    switch (device->find(member, verb, &route)) {
+    switch (device->find(member, *verb, &call.route)) {
     case DeviceEndpoint::Lookup::NoSuchMember:
-        responder.send(badRequest(QStringLiteral("Unknown member: ") + member));
-        return;
+        return {QStringLiteral("Unknown member: ") + member};
     case DeviceEndpoint::Lookup::WrongVerb:
-        responder.send(badRequest(
-            verb == Verb::Get ? QStringLiteral("%1 cannot be read; use PUT").arg(member)
-                              : QStringLiteral("%1 cannot be written; use GET").arg(member)));
-        return;
+        return {*verb == Verb::Get ? QStringLiteral("%1 cannot be read; use PUT").arg(member)
+                                   : QStringLiteral("%1 cannot be written; use GET").arg(member)};
     case DeviceEndpoint::Lookup::Found:
         break;
     }
+    call.params =
+        *verb == Verb::Get ? Params::fromQuery(request.query) : Params::fromForm(request.body);
+    call.refusal = collectArguments(*call.route, call.params, &call.args);
+    return call;
+}
 
-    const Params params =
-        verb == Verb::Get ? Params::fromQuery(request.query) : Params::fromForm(request.body);
-    QVariantList args;
-    for (const ParamSpec& p : route->params) {
-        const Params::Lookup found = params.find(p.name);
-        if (found.wrongCase) {
-            responder.send(badRequest(
-                QStringLiteral("Parameter %1 must be spelled %2").arg(found.spelled, p.name)));
-            return;
-        }
-        if (!found.found) {
-            responder.send(badRequest(QStringLiteral("Missing parameter: ") + p.name));
-            return;
-        }
-        const std::optional<QVariant> value = parseAs(p.type, found.value);
-        if (!value) {
-            responder.send(badRequest(QStringLiteral("Parameter %1=%2 is not %3")
-                                          .arg(p.name, found.value, describeType(p.type))));
-            return;
-        }
-        args << *value;
+void AlpacaServer::serveDevice(const http::Request& request, const http::Responder& responder) {
+    const DeviceCall call = resolve(request);
+    if (!call.refusal.isEmpty()) {
+        responder.send(badRequest(call.refusal));
+        return;
     }
-
-    const quint32 client = params.clientTransactionId();
+    const quint32 client = call.params.clientTransactionId();
     const quint32 server = nextServerTransactionId();
     whenDone<Reply>(
-        route->run(args), responder,
+        call.route->run(call.args), responder,
         [client, server](const Reply& r) {
             return http::Response::json(encodeReply(r, client, server));
         },

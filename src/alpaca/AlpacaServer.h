@@ -53,6 +53,14 @@ public:
     static QStringList deviceTypes();
 
 private:
+    // A device request made sense of: the member and its arguments, or why it makes none.
+    struct DeviceCall {
+        QString refusal;
+        const Route* route = nullptr;
+        QVariantList args;
+        Params params;
+    };
+    DeviceCall resolve(const http::Request& request);
     void serveDevice(const http::Request& request, const http::Responder& responder);
     void serveManagement(const http::Request& request, const http::Responder& responder);
     void serveSetup(const http::Request& request, const http::Responder& responder);
