@@ -17,6 +17,8 @@ struct TempCompState {
     float sensorSlope = 0;  // :sl1 / 100000, degrees F per raw unit
     float sensorOffset = 0; // :of1 / 100000
     float sensorTemp = 0;   // :tca x slope + offset
+    double sensorRaw = 0;   // last :tca, kept to follow later slope or offset changes
+    bool sensorRawReceived = false;
     bool active() const { return mode != 0; }
 };
 

@@ -871,7 +871,8 @@ void MainConsole::showTempComp(Tag tag) {
         const tempcomp::TempCompButtons buttons = tempcomp::tempCompButtons(comp.mode);
         setText(readings_.tempCompCaption, buttons.caption, dirty_);
         setValue(readings_.synchEnabled, buttons.synchEnabled, dirty_);
-    } else if (tag == Tag::CompSensorRaw) {
+    } else if (comp.sensorRawReceived &&
+               (tag == Tag::CompSensorRaw || tag == Tag::Slope1 || tag == Tag::Offset1)) {
         setText(readings_.ambientStatus,
                 QStringLiteral("Amb Temp ") + formatNumber(comp.sensorTemp, "0.0 F"), dirty_);
     }

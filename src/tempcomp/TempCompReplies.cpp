@@ -29,17 +29,23 @@ bool applyTempCompReply(TempCompState& state, wire::Tag tag, std::string_view va
         return true;
     case Tag::Slope1:
         state.sensorSlope = float(*number / 100000);
-        return true;
+        break;
     case Tag::Offset1:
         state.sensorOffset = float(*number / 100000);
-        return true;
+        break;
     case Tag::CompSensorRaw:
-        state.sensorTemp =
-            float(wire::compSensorTemperature(*number, state.sensorSlope, state.sensorOffset));
-        return true;
+        state.sensorRaw = *number;
+        state.sensorRawReceived = true;
+        break;
     default:
         return false;
     }
+    // A calibration that arrives after the reading (the unit answers " T " before " l " at
+    // link time) still gives the right temperature.
+    if (state.sensorRawReceived)
+        state.sensorTemp = float(
+            wire::compSensorTemperature(state.sensorRaw, state.sensorSlope, state.sensorOffset));
+    return true;
 }
 
 TempCompButtons tempCompButtons(int mode) {
