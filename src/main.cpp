@@ -128,6 +128,8 @@ int main(int argc, char* argv[]) {
         console::ConsoleOptions consoleOptions;
         consoleOptions.alpacaAddress = server.url();
         consoleOptions.simulatedDevice = options.simulate ? portDevice : QString();
+        // On the simulated unit there is nothing to plug in first: connect straight away.
+        consoleOptions.connectAtStart = options.simulate;
         console::startConsole(ctx, &drivers, consoleOptions);
     }
 

@@ -188,6 +188,8 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
         delete console;
     });
     console->showMainConsole();
+    if (options.connectAtStart && console->mainWindow())
+        console->mainWindow()->console().connectLink();
     return true;
 }
 

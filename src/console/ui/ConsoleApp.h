@@ -26,6 +26,7 @@ struct ConsoleOptions {
     QString alpacaAddress;   // the driver server's address, for the About box
     QString simulatedDevice; // the simulated unit's terminal, offered first in the port lists
     bool nightVision = false;
+    bool connectAtStart = false; // connect as if the user pressed Connect (the simulated unit)
 };
 
 // The console's windows in the running program: the main and mini consoles, the setup dialogs

@@ -71,7 +71,8 @@ void MainWindow::wireActions() {
     connect(u.mnuRotIndicator, &QAction::triggered, &app_, &ConsoleApp::showRotatorIndicator);
     connect(u.cmdRotIndicator, &QPushButton::clicked, &app_, &ConsoleApp::showRotatorIndicator);
     connect(u.mnuTempComp, &QAction::triggered, c, &MainConsole::openTempComp);
-    connect(u.mnuCalibrate, &QAction::triggered, this, [this] { app_.openCalibration(this); });
+    for (QAction* a : {u.Calibrate, u.mnuCalibrate})
+        connect(a, &QAction::triggered, this, [this] { app_.openCalibration(this); });
     u.mnuNight->setChecked(app_.nightVision());
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
@@ -94,7 +95,8 @@ void MainWindow::refreshLink() {
     for (QAction* a : {u.mnuGoto, u.mnuHome, u.mnuStop})
         a->setEnabled(open);
     u.mnuTempComp->setEnabled(open && console_->tempCompAvailable());
-    u.mnuCalibrate->setEnabled(app_.calibrationAvailable());
+    for (QAction* a : {u.Calibrate, u.mnuCalibrate})
+        a->setEnabled(app_.calibrationAvailable());
     if (auto* link = findChild<QLabel*>(QStringLiteral("lblLink"))) {
         const Serial* serial = app_.context().hub().serial();
         const QString device = serial ? serial->deviceName() : QString();

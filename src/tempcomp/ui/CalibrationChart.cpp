@@ -46,6 +46,7 @@ CalibrationChart::CalibrationChart(const CalibrationWindow& logic, QWidget* pare
     setObjectName(QStringLiteral("chartCal"));
     setRenderHint(QPainter::Antialiasing);
     auto* chart = new QChart;
+    chart->setTheme(QChart::ChartThemeDark); // matches the console at night
     chart->setTitle(QStringLiteral("Reference temperature against sensor reading"));
     chart->legend()->setAlignment(Qt::AlignRight);
     axisX_->setTitleText(QStringLiteral("Sensor reading (raw)"));
@@ -109,8 +110,9 @@ void CalibrationChart::refresh() {
         lines_[s]->setName(name);
         lines_[s]->setVisible(!line.isEmpty());
     }
-    const auto [x0, x1] = x.padded();
-    const auto [y0, y1] = y.padded();
+    // Before the first point, show a plausible frame rather than an axis of repeated zeros.
+    const auto [x0, x1] = x.empty() ? std::pair(0.0, 1000.0) : x.padded();
+    const auto [y0, y1] = y.empty() ? std::pair(0.0, 100.0) : y.padded();
     axisX_->setRange(x0, x1);
     axisY_->setRange(y0, y1);
     axisX_->applyNiceNumbers();
