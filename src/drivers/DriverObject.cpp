@@ -59,6 +59,54 @@ void DriverObject::closePort() {
     serial().setConnected(false);
 }
 
+Task<Status> DriverObject::runTickedLink(TickedLink& link, bool on) {
+    const Alive token = alive();
+    Status error;
+    if (!on) {
+        if (portOpen())
+            closePort();
+        link.linked = false;
+        link.tm.stop();
+        co_return error;
+    }
+    link.tm.setInterval(TickedLink::TickMs);
+    link.tm.start();
+    if (!portOpen())
+        error = openPortFromSettings();
+    link.linked = false;
+    link.pending = true;
+    co_await yieldOnce();
+    if (gone(token))
+        co_return error;
+    // A tick ends each wait; the long guard only matters if the timer was stopped meanwhile.
+    constexpr qint64 TickWaitGuardMs = 60'000;
+    for (int attempt = 0; attempt < TickedLink::Attempts; ++attempt) {
+        send(wire::command(wire::Cmd::Probe));
+        co_await yieldOnce();
+        if (gone(token))
+            co_return error;
+        link.tickWait = true;
+        co_await waitFor(TickWaitGuardMs, [&link] { return !link.tickWait; });
+        if (gone(token))
+            co_return error;
+        if (link.linked)
+            break;
+    }
+    link.pending = false;
+    co_return error;
+}
+
+void DriverObject::onLinkTick(TickedLink& link) {
+    if (!link.pending)
+        return;
+    link.linked = link.answered;
+    link.answered = false;
+    link.tickWait = false;
+    if (link.linked)
+        link.tm.setInterval(link.idleTickMs);
+    recheckWaits();
+}
+
 bool DriverObject::mainConsoleOpen() const {
     const ConsoleWindows* windows = ctx_.windows();
     return ctx_.shared().mainConsoleOpen || (windows && windows->mainConsoleOpen());

@@ -3,6 +3,7 @@
 #include "AutomationDevice.h"
 
 #include "app/AppContext.h"
+#include "link/Clock.h"
 #include "link/Commands.h"
 #include "link/LinkHub.h"
 #include "link/Replies.h"
@@ -15,6 +16,23 @@
 #include <string_view>
 
 namespace mivel {
+
+// The link of the rotator and the temperature object: while a link attempt runs, the link
+// timer ticks every 250 ms and each tick ends one "! " probe, taking its answer.
+struct TickedLink {
+    static constexpr int Attempts = 7;
+    static constexpr qint64 TickMs = 250;
+
+    TickedLink(Clock& clock, qint64 idleTickMs)
+        : tm(clock)
+        , idleTickMs(idleTickMs) {}
+    Timer tm;
+    qint64 idleTickMs; // the timer's interval once linked (its ticks then no longer matter)
+    bool linked = false;
+    bool pending = false;
+    bool answered = false;
+    bool tickWait = false;
+};
 
 // What the three driver objects share: a holder of the one serial link that receives every
 // chunk through its own tokeniser, sends commands, opens and closes the shared port, and waits
@@ -68,6 +86,12 @@ protected:
     Waits::Awaiter yieldOnce() { return ctx_.hub().waits().yield(); }
     // After a timer changed state that a wait's condition reads.
     void recheckWaits() { ctx_.hub().waits().recheck(); }
+
+    // Unlinks (closing the shared port for every holder) or runs the probes of a ticked link;
+    // link.linked tells whether the unit answered. Returns the port's opening failure, if any.
+    Task<Status> runTickedLink(TickedLink& link, bool on);
+    // A tick of the link timer: during an attempt it ends the probe's wait with its answer.
+    void onLinkTick(TickedLink& link);
 
     AppContext& ctx_;
 

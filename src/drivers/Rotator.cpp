@@ -40,7 +40,6 @@ qint64 otherWayRound(qint64 steps) {
 
 namespace {
 
-constexpr qint64 TickWaitGuardMs = 60'000;
 constexpr qint16 ReplyCountHeld = 3;
 
 // Degrees to the steps sent on the wire: rounded, halves to even.
@@ -60,8 +59,8 @@ const Rotator::TagHandler Rotator::kTagHandlers[] = {
 
 Rotator::Rotator(AppContext& ctx)
     : DriverObject(ctx)
-    , tm_(ctx.clock()) {
-    connect(&tm_, &Timer::timeout, this, &Rotator::onTick);
+    , link_(ctx.clock(), TickedLink::TickMs) {
+    connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
     checkRegistry(ctx);
     lastQuery_ = now();
     // The rotator takes the port at once, before any Link. The settings have just been loaded,
@@ -76,39 +75,10 @@ Rotator::~Rotator() = default;
 // As for the focuser, unlinking closes the shared port for every holder of the link.
 Task<Status> Rotator::setLink(bool on) {
     const Alive token = alive();
-    Status error;
-    if (!on) {
-        if (portOpen())
-            closePort();
-        linked_ = false;
-        tm_.stop();
+    Status error = co_await runTickedLink(link_, on);
+    if (!on || gone(token))
         co_return error;
-    }
-    tm_.setInterval(LinkTickMs);
-    tm_.start();
-    if (!portOpen())
-        if (Status opened = openPortFromSettings())
-            error = opened;
-    linked_ = false;
-    linkPending_ = true;
-    co_await yieldOnce();
-    if (gone(token))
-        co_return error;
-    // Each probe is ended by the next tick of the link timer, which takes the probe's answer.
-    for (int attempt = 0; attempt < LinkAttempts; ++attempt) {
-        send(wire::command(Cmd::Probe));
-        co_await yieldOnce();
-        if (gone(token))
-            co_return error;
-        tickWait_ = true;
-        co_await waitFor(TickWaitGuardMs, [this] { return !tickWait_; });
-        if (gone(token))
-            co_return error;
-        if (linked_)
-            break;
-    }
-    linkPending_ = false;
-    if (linked_) {
+    if (link_.linked) {
         send(wire::command(Cmd::RotatorHomedQuery));
         send(wire::command(Cmd::RotatorStatus));
         showConsoleOnLink();
@@ -119,14 +89,6 @@ Task<Status> Rotator::setLink(bool on) {
 }
 
 // The timer keeps ticking while linked; its ticks matter only during a link attempt.
-void Rotator::onTick() {
-    if (!linkPending_)
-        return;
-    linked_ = linkAnswered_;
-    linkAnswered_ = false;
-    tickWait_ = false;
-    recheckWaits();
-}
 
 Task<void> Rotator::rotatorQuery() {
     if (now() - lastQuery_ <= QueryIntervalMs)
@@ -220,7 +182,7 @@ Status Rotator::moveAbsolute(double angle) {
 }
 
 Task<void> Rotator::halt() {
-    if (!linked_)
+    if (!link_.linked)
         co_return;
     send(wire::command(Cmd::RotatorStep, 0));
     co_await yieldOnce();
@@ -298,7 +260,7 @@ void Rotator::onNumber(Tag tag, double value) {
 }
 
 void Rotator::onProbeAnswer() {
-    linkAnswered_ = true;
+    link_.answered = true;
 }
 
 void Rotator::onTarget(double v) {

@@ -37,8 +37,8 @@ qint64 otherWayRound(qint64 steps);
 // 1/200 degree on the wire.
 class Rotator final : public DriverObject {
 public:
-    static constexpr int LinkAttempts = 7;
-    static constexpr qint64 LinkTickMs = 250;
+    static constexpr int LinkAttempts = TickedLink::Attempts;
+    static constexpr qint64 LinkTickMs = TickedLink::TickMs;
     static constexpr qint64 QueryIntervalMs = 500; // queries at most this often
     static constexpr qint64 QueryWaitMs = 501;     // "more than 500 ms"
     static constexpr double PositionLimitRange = 720;
@@ -50,7 +50,7 @@ public:
     Task<double> position();
     // SetPosition: the target angle.
     double setPosition();
-    bool link() const { return linked_; }
+    bool link() const { return link_.linked; }
     Task<Status> setLink(bool on);
     // The homed flag: only a homed rotator knows its absolute angle.
     bool absolute() const { return homed_; }
@@ -86,7 +86,7 @@ public:
     Task<CallResult> get(const QString& member) override;
     Task<CallResult> set(const QString& member, const QVariant& value) override;
     Task<CallResult> call(const QString& method, const QVariantList& args) override;
-    bool linked() const override { return linked_; }
+    bool linked() const override { return link_.linked; }
 
     // What the object holds, without asking the unit.
     bool homed() const { return homed_; }
@@ -97,7 +97,6 @@ public:
 private:
     void onNumber(wire::Tag tag, double value) override;
     void onProbeAnswer() override;
-    void onTick();
     Task<void> rotatorQuery();
     // Sends the move, or the move the other way round when it would pass the wrap limit.
     Status guardedMove(double fromDegrees, QByteArray withinLimit);
@@ -113,11 +112,7 @@ private:
     };
     static const TagHandler kTagHandlers[];
 
-    Timer tm_;
-    bool linked_ = false;
-    bool linkPending_ = false;
-    bool linkAnswered_ = false;
-    bool tickWait_ = false;
+    TickedLink link_;
     double actual_ = 0;
     double target_ = 0;
     bool moving_ = false;

@@ -13,8 +13,6 @@ using wire::Tag;
 
 namespace {
 
-constexpr qint64 TickWaitGuardMs = 60'000;
-
 bool inRange(double v, double low, double high) {
     return v >= low && v <= high;
 }
@@ -58,9 +56,8 @@ const Temperature::TagHandler Temperature::kTagHandlers[] = {
 
 Temperature::Temperature(AppContext& ctx)
     : DriverObject(ctx)
-    , tm_(ctx.clock()) {
-    tm_.setInterval(IdleTickMs);
-    connect(&tm_, &Timer::timeout, this, &Temperature::onTick);
+    , link_(ctx.clock(), IdleTickMs) {
+    connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
     connect(&serial(), &Serial::portLost, this, [this] {
         ctx_.prompt().inform(QStringLiteral("comm error received"), QStringLiteral("Mivel"));
     });
@@ -72,42 +69,14 @@ Temperature::~Temperature() = default;
 
 Task<Status> Temperature::setConnected(bool on) {
     const Alive token = alive();
-    Status error;
-    if (!on) {
-        if (portOpen())
-            closePort();
-        linked_ = false;
-        tm_.stop();
+    Status error = co_await runTickedLink(link_, on);
+    if (!on || gone(token))
         co_return error;
-    }
-    tm_.setInterval(LinkTickMs);
-    tm_.start();
-    if (!portOpen())
-        if (Status opened = openPortFromSettings())
-            error = opened;
-    linked_ = false;
-    linkPending_ = true;
-    co_await yieldOnce();
-    if (gone(token))
-        co_return error;
-    for (int attempt = 0; attempt < LinkAttempts; ++attempt) {
-        send(wire::command(Cmd::Probe));
-        co_await yieldOnce();
-        if (gone(token))
-            co_return error;
-        tickWait_ = true;
-        co_await waitFor(TickWaitGuardMs, [this] { return !tickWait_; });
-        if (gone(token))
-            co_return error;
-        if (linked_)
-            break;
-    }
-    linkPending_ = false;
-    if (linked_) {
+    if (link_.linked) {
         send(wire::command(Cmd::Temperatures));
         showConsoleOnLink();
     } else {
-        tm_.stop();
+        link_.tm.stop();
         error = errors::NoResponseFromMivel.error;
     }
     co_return error;
@@ -115,16 +84,6 @@ Task<Status> Temperature::setConnected(bool on) {
 
 // During a link attempt the timer ticks every 250 ms, one tick ending each probe; once the
 // unit has answered it slows to 5 s, when its ticks no longer matter.
-void Temperature::onTick() {
-    if (!linkPending_)
-        return;
-    linked_ = linkAnswered_;
-    linkAnswered_ = false;
-    tickWait_ = false;
-    if (linked_)
-        tm_.setInterval(IdleTickMs);
-    recheckWaits();
-}
 
 // Readings are queried at most once a second; an ambient reading from anyone's query counts.
 Task<void> Temperature::temperatureQuery() {
@@ -298,7 +257,7 @@ void Temperature::onNumber(Tag tag, double value) {
 }
 
 void Temperature::onProbeAnswer() {
-    linkAnswered_ = true;
+    link_.answered = true;
 }
 
 void Temperature::onText(Tag tag, std::string_view value) {

@@ -13,8 +13,8 @@ namespace mivel {
 // speed), 1 and 2 the unit's two automatic modes.
 class Temperature final : public DriverObject {
 public:
-    static constexpr int LinkAttempts = 7;
-    static constexpr qint64 LinkTickMs = 250;
+    static constexpr int LinkAttempts = TickedLink::Attempts;
+    static constexpr qint64 LinkTickMs = TickedLink::TickMs;
     static constexpr qint64 IdleTickMs = 5000;
     static constexpr qint64 QueryIntervalMs = 1001; // at least this long between queries
     static constexpr qint64 QueryWaitMs = 501;      // "more than 500 ms"
@@ -22,7 +22,7 @@ public:
     explicit Temperature(AppContext& ctx);
     ~Temperature() override;
 
-    bool connected() const { return linked_; }
+    bool connected() const { return link_.linked; }
     Task<Status> setConnected(bool on);
     Task<double> ambientTemp();
     Task<double> primaryTemp();
@@ -56,13 +56,12 @@ public:
     Task<CallResult> get(const QString& member) override;
     Task<CallResult> set(const QString& member, const QVariant& value) override;
     Task<CallResult> call(const QString& method, const QVariantList& args) override;
-    bool linked() const override { return linked_; }
+    bool linked() const override { return link_.linked; }
 
 private:
     void onNumber(wire::Tag tag, double value) override;
     void onProbeAnswer() override;
     void onText(wire::Tag tag, std::string_view value) override;
-    void onTick();
     Task<void> temperatureQuery();
     // A getter of a reading: the temperature query, then the stored value.
     template <class V> Task<V> reading(const V& stored);
@@ -89,11 +88,7 @@ private:
     void onDew1(double v);
     void onDew2(double v);
 
-    Timer tm_;
-    bool linked_ = false;
-    bool linkPending_ = false;
-    bool linkAnswered_ = false;
-    bool tickWait_ = false;
+    TickedLink link_;
     double electronicTemp_ = 0;
     qint16 rawAmbient_ = 0;
     qint16 rawPrimary_ = 0;
