@@ -5,6 +5,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR=build-test scripts/build.sh -DMIVEL_BUILD_TESTS=ON -DMIVEL_BUILD_BENCH=ON
 cmake --build build-test --target format-check
+scripts/fuzz.sh "${FUZZ_SECONDS:-30}"
 export QT_QPA_PLATFORM=offscreen
 ctest --test-dir build-test --output-on-failure -j 2 --timeout 180
-scripts/fuzz.sh "${FUZZ_SECONDS:-30}"
