@@ -46,8 +46,8 @@ private slots:
         QTest::newRow("records: line ends and junk between them skipped")
             << Mode::Records << QByteArray("\r\nS10300FFFC\n  S9030000FC")
             << "S|S10300FFFC S|S9030000FC";
-        QTest::newRow("records: a bad count looks for the next S")
-            << Mode::Records << QByteArray("SxZZS9030000FC") << "S|S9030000FC";
+        QTest::newRow("records: a bad count looks for the next S, itself included")
+            << Mode::Records << QByteArray("SxZS9030000FC") << "S|S9030000FC";
     }
     void framing() {
         QFETCH(Mode, mode);

@@ -26,14 +26,6 @@ private slots:
             QCOMPARE(rig.sent(), QByteArray(" l "));
             QVERIFY(rig.tempComp().dialogOpen);
             QCOMPARE(dialog.selectedMode(), 0);
-            rig.reply(":sl1 1000 :of1 0 :tcc 50 :tcm 5 ");
-            rig.clock.advance(1999);
-            QVERIFY(dialog.waitingForUnit());
-            rig.clock.advance(1);
-            QVERIFY(!dialog.waitingForUnit());
-            QCOMPARE(dialog.coefficientTenths(), 50); // 50 / 0.01 / 1000 = 5 counts per degree
-            QVERIFY(!dialog.changed());               // what the unit reports is not a change
-            QVERIFY(rig.prompt->shown.empty());
         }
         QVERIFY(!rig.tempComp().dialogOpen);
     }
@@ -62,6 +54,8 @@ private slots:
         QTest::addColumn<int>("tenths");
         QTest::addColumn<float>("coefficient");
         QTest::addColumn<int>("threshold");
+        // 50 / 0.01 / 1000 = 5 counts per degree
+        QTest::newRow("late 5") << false << QByteArray(":tcc 50 :tcm 5 ") << 50 << 5.0f << 5;
         QTest::newRow("late 12.5 stays off the spin")
             << false << QByteArray(":tcc 125 :tcm 150 ") << 0 << 12.5f << 10;
         QTest::newRow("late -150 clamped")
@@ -86,7 +80,12 @@ private slots:
         QCOMPARE(dialog.waitingForUnit(), !known);
         if (!known)
             rig.reply(replies);
-        rig.clock.advance(TempCompDialog::ReplyWaitMs);
+        rig.clock.advance(TempCompDialog::ReplyWaitMs - 1);
+        QCOMPARE(dialog.waitingForUnit(), !known);
+        rig.clock.advance(1);
+        QVERIFY(!dialog.waitingForUnit());
+        QVERIFY(!dialog.changed()); // what the unit reports is not a change
+        QVERIFY(rig.prompt->shown.empty());
         QCOMPARE(dialog.coefficientTenths(), tenths);
         QCOMPARE(rig.tempComp().coefficient, coefficient);
         QCOMPARE(dialog.threshold(), threshold);

@@ -77,7 +77,7 @@ private slots:
         QCOMPARE(rig.tempComp().mode, 1);
     }
 
-    void calibrationWindowShowsAndEditsParameters() {
+    void calibrationWindowShowsEditsRecordsAndFits() {
         Rig rig;
         auto* view = new CalibrationWindowView(rig.ctx);
         QPointer<CalibrationWindowView> guard(view);
@@ -94,7 +94,7 @@ private slots:
 
         kp->setText(QStringLiteral("thirty"));
         emit kp->editingFinished();
-        QCOMPARE(rig.prompt->shown.back().text, QStringLiteral("Invalid proportional gain."));
+        QCOMPARE(rig.lastShown().text, QStringLiteral("Invalid proportional gain."));
         QCOMPARE(kp->text(), QStringLiteral("30"));
         child<QSpinBox>(*view, "udIntFanHyst")->setValue(6);
         QCOMPARE(view->logic().value(Param::IntFanHyst), QStringLiteral("6"));
@@ -104,39 +104,32 @@ private slots:
         child<QTabWidget>(*view, "tabCal")->setCurrentIndex(1);
         saveScreenshot(*view, "calibration-parameters.png");
 
-        rig.prompt->answers = {Prompt::Answer::No};
-        child<QPushButton>(*view, "cmdClose")->click();
-        QCOMPARE(rig.lastShown().buttons, Prompt::Buttons::YesNo);
-        QTRY_VERIFY(!guard); // deleted on close
-    }
-
-    void calibrationWindowRecordsAndFits() {
-        Rig rig;
-        CalibrationWindowView view(rig.ctx);
-        view.setAttribute(Qt::WA_DeleteOnClose, false);
-        view.show();
-        auto* mark = child<QPushButton>(view, "cmdCalMark");
-        auto* reference = child<QLineEdit>(view, "txtRefTemp");
+        child<QTabWidget>(*view, "tabCal")->setCurrentIndex(0);
+        auto* mark = child<QPushButton>(*view, "cmdCalMark");
         QVERIFY(!mark->isEnabled());
         for (const auto& [readings, degrees] : {std::pair{":t4 3020 :t5 2950 :t6 3105 ", "32.1"},
                                                 {":t4 3950 :t5 3890 :t6 4010 ", "50.2"},
                                                 {":t4 4890 :t5 4800 :t6 4950 ", "68.3"}}) {
             rig.reply(readings);
             QVERIFY(mark->isEnabled());
-            reference->setText(QString::fromLatin1(degrees));
+            child<QLineEdit>(*view, "txtRefTemp")->setText(QString::fromLatin1(degrees));
             mark->click();
         }
-        QCOMPARE(child<QLabel>(view, "lblPointCount")->text(), QStringLiteral("Points: 3"));
-        QCOMPARE(child<QLabel>(view, "lblReading_0")->text(), QStringLiteral("4890"));
-        auto* calUpload = child<QPushButton>(view, "cmdCalUpload");
+        QCOMPARE(child<QLabel>(*view, "lblPointCount")->text(), QStringLiteral("Points: 3"));
+        QCOMPARE(child<QLabel>(*view, "lblReading_0")->text(), QStringLiteral("4890"));
+        auto* calUpload = child<QPushButton>(*view, "cmdCalUpload");
         QVERIFY(!calUpload->isEnabled());
-        child<QPushButton>(view, "cmdCalibrate")->click();
+        child<QPushButton>(*view, "cmdCalibrate")->click();
         QVERIFY(calUpload->isEnabled());
-        QCOMPARE(child<QLabel>(view, "lblCalScope_0")->text(), view.logic().slopeText(0));
-        QCOMPARE(child<QLabel>(view, "lblR2_2")->text(), view.logic().r2Text(2));
-        QCOMPARE(child<QChartView>(view, "chartCal")->chart()->series().size(), 6);
-        saveScreenshot(view, "calibration.png");
-        view.close();
+        QCOMPARE(child<QLabel>(*view, "lblCalScope_0")->text(), view->logic().slopeText(0));
+        QCOMPARE(child<QLabel>(*view, "lblR2_2")->text(), view->logic().r2Text(2));
+        QCOMPARE(child<QChartView>(*view, "chartCal")->chart()->series().size(), 6);
+        saveScreenshot(*view, "calibration.png");
+
+        rig.prompt->answers = {Prompt::Answer::No};
+        child<QPushButton>(*view, "cmdClose")->click();
+        QCOMPARE(rig.lastShown().buttons, Prompt::Buttons::YesNo);
+        QTRY_VERIFY(!guard); // deleted on close
     }
 
     void entryFunctionsForTheConsole() {
