@@ -188,6 +188,8 @@ private slots:
         QCOMPARE(s.movementThreshold, 0);
         QVERIFY(s.paramsReceived);
         QCOMPARE(s.sensorTemp, 65.0f); // 7000 x 0.01 - 5
+        rig.reply(":tcm 150 ");
+        QCOMPARE(s.movementThreshold, 100);
         for (const auto& [chunk, mode] :
              {std::pair{":tc 2 ", 2}, {":tc 5 ", 0}, {":tc 1 ", 1}, {":tc on ", 1}}) {
             rig.reply(chunk);
