@@ -28,66 +28,52 @@ private slots:
         QCOMPARE(store.createKey(Hive::LocalMachine, KeyPath, &key, nullptr), 0);
     }
 
+    // What each registry type writes; a row without bytes is refused and writes nothing.
     void writesEachTypeAsTheRegistryHoldsIt_data() {
         QTest::addColumn<int>("type");
         QTest::addColumn<QVariant>("value");
-        QTest::addColumn<int>("storedType");
         QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("text keeps its zero")
-            << 1 << QVariant("0.25") << 1 << QByteArray("0.25\0", 5);
-        QTest::newRow("empty text") << 1 << QVariant(QString()) << 1 << QByteArray(1, '\0');
+        QTest::newRow("text keeps its zero") << 1 << QVariant("0.25") << QByteArray("0.25\0", 5);
+        QTest::newRow("empty text") << 1 << QVariant(QString()) << QByteArray(1, '\0');
         QTest::newRow("utf-8 text")
-            << 1 << QVariant(QStringLiteral("\u00b0")) << 1 << QByteArray("\xc2\xb0\0", 3);
-        QTest::newRow("dword") << 4 << QVariant(540) << 4 << QByteArray("\x1c\x02\0\0", 4);
-        QTest::newRow("dword negative") << 4 << QVariant(-1) << 4 << QByteArray(4, '\xff');
+            << 1 << QVariant(QStringLiteral("\u00b0")) << QByteArray("\xc2\xb0\0", 3);
+        QTest::newRow("dword") << 4 << QVariant(540) << QByteArray("\x1c\x02\0\0", 4);
+        QTest::newRow("dword negative") << 4 << QVariant(-1) << QByteArray(4, '\xff');
         QTest::newRow("dword from text, halves to even")
-            << 4 << QVariant(" 2.5 ") << 4 << QByteArray("\x02\0\0\0", 4);
-        QTest::newRow("dword from true") << 4 << QVariant(true) << 4 << QByteArray("\x01\0\0\0", 4);
-        QTest::newRow("float under type 5")
-            << 5 << QVariant(0.25) << 5 << QByteArray("\0\0\x80\x3e", 4);
+            << 4 << QVariant(" 2.5 ") << QByteArray("\x02\0\0\0", 4);
+        QTest::newRow("dword from true") << 4 << QVariant(true) << QByteArray("\x01\0\0\0", 4);
+        QTest::newRow("float under type 5") << 5 << QVariant(0.25) << QByteArray("\0\0\x80\x3e", 4);
+        QTest::newRow("binary type refused") << 3 << QVariant(1) << QByteArray();
+        QTest::newRow("dword from words refused") << 4 << QVariant("abc") << QByteArray();
+        QTest::newRow("dword too large refused") << 4 << QVariant(5e9) << QByteArray();
+        QTest::newRow("float from words refused") << 5 << QVariant("x") << QByteArray();
     }
     void writesEachTypeAsTheRegistryHoldsIt() {
         QFETCH(int, type);
         QFETCH(QVariant, value);
-        QFETCH(int, storedType);
         QFETCH(QByteArray, bytes);
-        QCOMPARE(setSettingValue(store, key, "V", type, value), 0);
-        QCOMPARE(int(stored("V")->type), storedType);
+        const long status = setSettingValue(store, key, "V", type, value);
+        if (bytes.isNull()) {
+            QCOMPARE(status, SettingsStore::InvalidParameter);
+            QVERIFY(!stored("V"));
+            return;
+        }
+        QCOMPARE(status, 0);
+        QCOMPARE(int(stored("V")->type), type);
         QCOMPARE(stored("V")->data, bytes);
     }
 
-    void refusesWhatItCannotWrite_data() {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QVariant>("value");
-        QTest::newRow("binary type") << 3 << QVariant(1);
-        QTest::newRow("dword from words") << 4 << QVariant("abc");
-        QTest::newRow("dword too large") << 4 << QVariant(5e9);
-        QTest::newRow("float from words") << 5 << QVariant("x");
-    }
-    void refusesWhatItCannotWrite() {
-        QFETCH(int, type);
-        QFETCH(QVariant, value);
-        QCOMPARE(setSettingValue(store, key, "V", type, value), SettingsStore::InvalidParameter);
-        QVERIFY(!stored("V"));
-    }
-
-    void readsBackWhatItWrote() {
-        setSettingValue(store, key, "Text", 1, "Vark Mivel");
-        setSettingValue(store, key, "Dword", 4, -72000);
-        setSettingValue(store, key, "Single", 5, 1.7);
+    void readsBackWhatItWroteWithItsStatus() {
         QVariant v;
-        QCOMPARE(querySettingValue(store, key, "Text", &v), 0);
-        QCOMPARE(v, QVariant(QStringLiteral("Vark Mivel")));
-        QCOMPARE(querySettingValue(store, key, "Dword", &v), 0);
-        QCOMPARE(v.typeId(), QMetaType::Int);
-        QCOMPARE(v.toInt(), -72000);
-        QCOMPARE(querySettingValue(store, key, "Single", &v), 0);
-        QCOMPARE(v.typeId(), QMetaType::Float);
-        QCOMPARE(v.toFloat(), 1.7f);
-    }
-
-    void queryStatuses() {
-        QVariant v = 7;
+        for (const QVariant& value :
+             {QVariant(QStringLiteral("Vark Mivel")), QVariant(-72000), QVariant(1.7f)}) {
+            const int type = value.typeId() == QMetaType::QString ? 1
+                             : value.typeId() == QMetaType::Int   ? 4
+                                                                  : 5;
+            QCOMPARE(setSettingValue(store, key, "V", type, value), 0);
+            QCOMPARE(querySettingValue(store, key, "V", &v), 0);
+            QCOMPARE(v, value); // the same type and contents
+        }
         QCOMPARE(querySettingValue(store, key, "Absent", &v), SettingsStore::NotFound);
         store.tree().put(Hive::LocalMachine, KeyPath, "Binary", Type(3), "xy");
         QCOMPARE(querySettingValue(store, key, "Binary", &v), -1);
@@ -112,16 +98,6 @@ private slots:
         store.failSet("StepSize", 8);
         QCOMPARE(writeSetting(store, "StepSize", 1, "0.5"), 8);
         QCOMPARE(store.tree().openHandles(), 1);
-    }
-
-    void deniedHiveRefusesOpenCreateAndDelete() {
-        store.denyWriteAccess(Hive::LocalMachine);
-        SettingsStore::Key other = 0;
-        QCOMPARE(store.openKey(Hive::LocalMachine, KeyPath, &other), SettingsStore::AccessDenied);
-        QCOMPARE(store.createKey(Hive::LocalMachine, "X", &other, nullptr),
-                 SettingsStore::AccessDenied);
-        QCOMPARE(store.deleteKey(Hive::LocalMachine, KeyPath), SettingsStore::AccessDenied);
-        QCOMPARE(store.createKey(Hive::ClassesRoot, "X", &other, nullptr), 0);
     }
 
     void keysFollowTheRegistryRules() {

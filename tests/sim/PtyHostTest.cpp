@@ -27,6 +27,7 @@ private slots:
     void realSerialPortEndToEnd() {
         QTemporaryDir dir;
         const QString link = dir.filePath(QStringLiteral("mivel"));
+        QVERIFY(QFile::link(dir.filePath(QStringLiteral("gone")), link)); // stale: replaced
         SimulatedUnit unit;
         PtyHost host(unit);
         QString why;
@@ -53,32 +54,8 @@ private slots:
         QVERIFY(!serial.connected());
     }
 
-    void linkIsReplacedOnlyWhenStale() {
-        QTemporaryDir dir;
-        const QString link = dir.filePath(QStringLiteral("stale"));
-        QVERIFY(QFile::link(dir.filePath(QStringLiteral("gone")), link));
-        SimulatedUnit unit;
-        {
-            PtyHost host(unit);
-            QString why;
-            QVERIFY2(host.start(link, &why), qPrintable(why));
-            QCOMPARE(QFileInfo(link).symLinkTarget(), host.devicePath());
-        }
-        QVERIFY(!QFileInfo(link).isSymLink()); // removed with the host
-
-        const QString file = dir.filePath(QStringLiteral("file"));
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.close();
-        PtyHost host(unit);
-        QString why;
-        QVERIFY(!host.start(file, &why));
-        QVERIFY(why.contains(file));
-        QVERIFY(QFileInfo(file).isFile());
-    }
-
     // The stand-alone program: it says where the unit is, and on SIGTERM removes its link and
-    // exits normally.
+    // exits normally. It never replaces a file that is not a link.
     void standAloneProgram() {
         QTemporaryDir dir;
         const QString link = dir.filePath(QStringLiteral("unit"));
@@ -93,6 +70,14 @@ private slots:
         QCOMPARE(sim.exitStatus(), QProcess::NormalExit);
         QCOMPARE(sim.exitCode(), 0);
         QVERIFY(!QFileInfo(link).isSymLink());
+        QFile file(link);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("mine") == 4);
+        file.close();
+        QCOMPARE(
+            QProcess::execute(QStringLiteral(MIVEL_SIM_PROGRAM), {QStringLiteral("--pty"), link}),
+            1);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("mine"));
 
         QProcess help;
         help.start(QStringLiteral(MIVEL_SIM_PROGRAM), {QStringLiteral("--help")});
