@@ -54,10 +54,15 @@ private slots:
         QCOMPARE(rig.dialogs.unwrapAsked, 0);
     }
 
+    // Every control's exact words; the ones that ask first send nothing on Cancel.
     void commandsSendTheirWords() {
         ConsoleRig rig;
         MainConsole& c = rig.startConnected();
-        const std::pair<std::function<void()>, QByteArray> cases[] = {
+        const struct {
+            std::function<void()> act;
+            QByteArray expected;
+            QString question;
+        } cases[] = {
             {[&] { c.focusStop(); }, "S "},
             {[&] { c.recordFocus(); }, " f "},
             {[&] { c.setRecallFocus(true); }, " `1 "},
@@ -81,49 +86,37 @@ private slots:
             {[&] { c.setHeaterSetPoint(-40); }, " P-40 "},
             {[&] { c.setDew1(25); }, " c25 "},
             {[&] { c.setDew2(75); }, " k75 "},
-        };
-        for (const auto& [act, expected] : cases) {
-            act();
-            QCOMPARE(rig.sent(), expected);
-        }
-        QVERIFY(rig.prompt->shown.empty());
-        rig.console->showComPort();
-        QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("The current com port is: 1")});
-    }
-
-    void confirmationsAskAndCancelSendsNothing() {
-        ConsoleRig rig;
-        MainConsole& c = rig.startConnected();
-        const struct {
-            std::function<void()> act;
-            QString question;
-            QByteArray expected;
-        } cases[] = {
-            {[&] { c.focusHome(); }, QStringLiteral("Confirm slew home?"), "h"},
-            {[&] { c.rotatorHome(); }, QStringLiteral("Confirm Rotate HOME"), "r "},
-            {[&] { c.wrapZero(); }, QStringLiteral("Initialize wrap to current Dorna position?"),
-             " i "},
+            {[&] { c.focusHome(); }, "h", QStringLiteral("Confirm slew home?")},
+            {[&] { c.rotatorHome(); }, "r ", QStringLiteral("Confirm Rotate HOME")},
+            {[&] { c.wrapZero(); }, " i ", "Initialize wrap to current Dorna position?"},
             {[&] {
                  c.setSkyLinked(true);
                  c.rotatorHome();
                  c.setSkyLinked(false);
              },
+             "r ",
              QStringLiteral("Warning:  Homing while connected to TheSky will cause loss of "
-                            "TheSky/Dorna synchronization.  Do you want to continue?"),
-             "r "},
+                            "TheSky/Dorna synchronization.  Do you want to continue?")},
         };
         for (const auto& k : cases) {
             for (const Answer answer : {Answer::Cancel, Answer::Ok}) {
+                if (k.question.isEmpty() && answer == Answer::Cancel)
+                    continue;
                 rig.prompt->shown.clear();
                 rig.prompt->answers = {answer};
                 k.act();
-                QCOMPARE(rig.prompt->texts(), QStringList{k.question});
-                QCOMPARE(rig.prompt->shown[0].title, QStringLiteral("Mivel"));
-                QCOMPARE(rig.prompt->shown[0].icon, Icon::Question);
-                QCOMPARE(rig.prompt->shown[0].buttons, Prompt::Buttons::OkCancel);
                 QCOMPARE(rig.sent(), answer == Answer::Ok ? k.expected : QByteArray());
+                QCOMPARE(rig.prompt->texts(),
+                         k.question.isEmpty() ? QStringList() : QStringList{k.question});
+                for (const auto& asked : rig.prompt->shown)
+                    QVERIFY(asked.title == QStringLiteral("Mivel") &&
+                            asked.icon == Icon::Question &&
+                            asked.buttons == Prompt::Buttons::OkCancel);
             }
         }
+        rig.prompt->shown.clear();
+        rig.console->showComPort();
+        QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("The current com port is: 1")});
     }
 
     void focusGotoChecksComeFirstThenSendsTheWholePosition() {
