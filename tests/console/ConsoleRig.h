@@ -17,6 +17,15 @@
 
 namespace mivel::test {
 
+inline const QString kPortNotOpen = QStringLiteral("Error:  The communications port is not open.");
+
+// What was sent, without the polls that ran meanwhile.
+inline QByteArray withoutPolls(QByteArray sent) {
+    for (const char* poll : {" Q ", " T ", " R ", " d0 "})
+        sent.replace(poll, "");
+    return sent;
+}
+
 class FakeDialogs final : public console::ConsoleDialogs {
 public:
     int unwrapChoice = 0;
@@ -57,6 +66,12 @@ struct ConsoleRig {
         console->setDialogs(&dialogs);
         return *console;
     }
+    // A main console connected to a unit that answered the probe.
+    console::MainConsole& startConnected() {
+        start();
+        connectAnswered();
+        return *console;
+    }
 
     // Connects and lets the unit answer the probe; what was sent so far is dropped.
     void connectAnswered() {
@@ -68,11 +83,13 @@ struct ConsoleRig {
     }
     void reply(const QByteArray& chunk) { ctx->hub().deliver(chunk); }
     QByteArray sent() { return std::exchange(device->written, {}); }
-    int shownCount(const QString& text) const {
-        int n = 0;
-        for (const auto& s : prompt->shown)
-            n += s.text == text ? 1 : 0;
-        return n;
+    int shownCount(const QString& text) const { return int(prompt->texts().count(text)); }
+    // The connect controls enabled and the disconnect controls not, or the other way round.
+    bool showsConnected() const {
+        return !console->connectEnabled() && console->disconnectEnabled();
+    }
+    bool showsDisconnected() const {
+        return console->connectEnabled() && !console->disconnectEnabled();
     }
 };
 

@@ -17,7 +17,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
@@ -31,7 +30,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
-#include <QToolBar>
 
 using namespace mivel;
 using namespace mivel::console;
@@ -66,11 +64,18 @@ struct WindowRig {
     ~WindowRig() { app.reset(); }
 
     MainWindow& main() { return *app->mainWindow(); }
-    template <class W> W* find(QWidget* root, const char* name) {
+    template <class W = QWidget> W* find(QObject* root, const char* name) {
         return root->findChild<W*>(QLatin1String(name));
     }
     QAction* action(const char* name) { return find<QAction>(&main(), name); }
     QString text(QWidget* root, const char* name) { return find<QLabel>(root, name)->text(); }
+    void click(QWidget* root, const char* button) {
+        QTest::mouseClick(find<QPushButton>(root, button), Qt::LeftButton);
+    }
+    void showTab(QWidget* window, int tab, qint64 ms = 500) {
+        find<QTabWidget>(window, "SSTab1")->setCurrentIndex(tab);
+        run(ms);
+    }
 
     // Lets queued deliveries of the line run.
     static void settle() {
@@ -107,341 +112,203 @@ void shoot(QWidget* w, const QString& name) {
 class ConsoleWindowsTest : public QObject {
     Q_OBJECT
 private slots:
-    void toolbarMenusTabsAndStatusBarCarryTheirNames();
-    void controlsFollowTheLink();
-    void connectedConsoleShowsTheUnit();
-    void gotoThroughTheWidgetsMovesTheFocuser();
-    void spinnerChangeReachesTheUnit();
-    void tabSwitchChangesWhatIsPolled();
-    void miniConsoleSharesTheLinkAndValues();
-    void setupDialogRefusesASmallStepOfZero();
-    void calculatorWindowFillsTheSetupDialog();
-    void aboutBoxShowsTheFirmwareVersion();
-    void wrapWindowsWork();
-    void driverObjectsOpenTheConsoleWindows();
-    void closingTheConsoleWithoutClientsEndsTheProgram();
-    void closingTheConsoleWithALinkedClientKeepsServing();
-};
+    void mainConsoleThroughItsWidgets() {
+        WindowRig rig;
+        MainWindow& w = rig.main();
+        // What other windows will do is visibly off, never half there.
+        for (const char* name : {"Log", "StopLog", "Graph", "mnuLog", "mnuStopLog", "mnuGraph",
+                                 "mnuCalibrate", "mnuTempComp", "mnuFirmware"})
+            QVERIFY2(!rig.action(name)->isEnabled(), name);
+        auto* gotoButton = rig.find(&w, "cmdGoto");
+        QVERIFY(!gotoButton->isEnabled());
+        rig.connectToUnit();
+        QVERIFY(rig.prompt->shown.empty());
+        QVERIFY(gotoButton->isEnabled());
+        QVERIFY(!rig.action("DialPhoneNumber")->isEnabled() &&
+                !rig.action("mnuConnect")->isEnabled());
+        QVERIFY(rig.action("HangUpPhone")->isEnabled() && rig.action("mnuDisconnect")->isEnabled());
+        QCOMPARE(rig.text(&w, "lblActual"), QStringLiteral("12500"));
 
-void ConsoleWindowsTest::toolbarMenusTabsAndStatusBarCarryTheirNames() {
-    WindowRig rig;
-    MainWindow& w = rig.main();
-    for (const char* name :
-         {"DialPhoneNumber", "HangUpPhone", "Log", "StopLog", "Graph", "mnuConnect",
-          "mnuDisconnect", "mnuExit", "mnuGoto", "mnuHome", "mnuStop", "mnuAbout"})
-        QVERIFY2(rig.action(name), name);
-    QCOMPARE(rig.action("mnuGoto")->shortcut(), QKeySequence(QStringLiteral("Ctrl+G")));
-    QCOMPARE(rig.action("mnuHome")->shortcut(), QKeySequence(QStringLiteral("Ctrl+H")));
-    QCOMPARE(rig.action("mnuStop")->shortcut(), QKeySequence(Qt::Key_Escape));
-    // What other windows will do is visibly off, never half there.
-    for (const char* name : {"Log", "StopLog", "Graph", "mnuLog", "mnuStopLog", "mnuGraph",
-                             "mnuCalibrate", "mnuTempComp", "mnuFirmware"})
-        QVERIFY2(!rig.action(name)->isEnabled(), name);
-    QVERIFY(!rig.find<QPushButton>(&w, "cmdTempComp")->isEnabled());
-    auto* toolbar = rig.find<QToolBar>(&w, "Toolbar1");
-    QVERIFY(toolbar->actions().contains(rig.action("DialPhoneNumber")));
-    auto* tabs = rig.find<QTabWidget>(&w, "SSTab1");
-    QCOMPARE(tabs->count(), 4);
-    QVERIFY(rig.find<QLabel>(w.statusBar(), "lblMivelTemp"));
-    QVERIFY(rig.find<QLabel>(w.statusBar(), "lblAmbTemp"));
-    QVERIFY(rig.ctx->shared().mainConsoleOpen);
-    QCOMPARE(rig.ctx->windows(), nullptr); // installed by startConsole, not by the window
-}
-
-void ConsoleWindowsTest::controlsFollowTheLink() {
-    WindowRig rig;
-    MainWindow& w = rig.main();
-    auto* gotoButton = rig.find<QPushButton>(&w, "cmdGoto");
-    QVERIFY(!gotoButton->isEnabled());
-    QVERIFY(!rig.find<QSpinBox>(&w, "UpDown2")->isEnabled());
-    QVERIFY(rig.find<QLineEdit>(&w, "txtPosition")->isEnabled());
-    QVERIFY(rig.action("DialPhoneNumber")->isEnabled());
-    QVERIFY(!rig.action("HangUpPhone")->isEnabled());
-    rig.connectToUnit();
-    QVERIFY(gotoButton->isEnabled());
-    QVERIFY(!rig.action("DialPhoneNumber")->isEnabled());
-    QVERIFY(!rig.action("mnuConnect")->isEnabled());
-    QVERIFY(rig.action("HangUpPhone")->isEnabled());
-    QVERIFY(rig.action("mnuDisconnect")->isEnabled());
-    rig.action("HangUpPhone")->trigger();
-    QVERIFY(!gotoButton->isEnabled());
-    QVERIFY(rig.action("mnuConnect")->isEnabled());
-    QCOMPARE(rig.text(w.statusBar(), "lblLink"), QStringLiteral("Not connected"));
-}
-
-void ConsoleWindowsTest::connectedConsoleShowsTheUnit() {
-    WindowRig rig;
-    MainWindow& w = rig.main();
-    rig.connectToUnit();
-    QVERIFY(rig.prompt->shown.empty());
-    QCOMPARE(rig.text(&w, "lblActual"), QStringLiteral("12500"));
-    QCOMPARE(rig.text(&w, "lblMotor").isEmpty(), false);
-    QCOMPARE(rig.ctx->shared().versionText, QStringLiteral("3.02"));
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(2);
-    rig.run(500);
-    QCOMPARE(rig.text(&w, "lblRotActual"), QStringLiteral("45.00"));
-    QCOMPARE(rig.text(&w, "lblWrap"), QStringLiteral("9.0"));
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(1);
-    rig.run(500);
-    QVERIFY(rig.text(&w, "lblAmbTemp").startsWith(QStringLiteral("Amb Temp ")));
-    QVERIFY(rig.text(&w, "lblMivelTemp").startsWith(QStringLiteral("Mivel Temp ")));
-    QVERIFY(rig.text(&w, "lblMivelTemp").endsWith(QStringLiteral(" F")));
-    QVERIFY(rig.text(&w, "lblAmbient") != QStringLiteral("-"));
-    shoot(&w, QStringLiteral("main-console-temperatures"));
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(2);
-    rig.run(300);
-    shoot(&w, QStringLiteral("main-console-rotator"));
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(3);
-    rig.unit.clearReceived();
-    rig.run(300);
-    QVERIFY(rig.unit.receivedBytes().contains(" d0 "));
-    shoot(&w, QStringLiteral("main-console-diagnostics"));
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(0);
-    rig.run(300);
-    shoot(&w, QStringLiteral("main-console"));
-    rig.app->setNightVision(true);
-    QVERIFY(rig.action("mnuNight")->isCheckable());
-    shoot(&w, QStringLiteral("main-console-night"));
-    rig.app->setNightVision(false);
-}
-
-void ConsoleWindowsTest::gotoThroughTheWidgetsMovesTheFocuser() {
-    WindowRig rig;
-    MainWindow& w = rig.main();
-    rig.connectToUnit();
-    auto* position = rig.find<QLineEdit>(&w, "txtPosition");
-    position->clear();
-    QTest::keyClicks(position, QStringLiteral("13000"));
-    rig.unit.clearReceived();
-    rig.prompt->answers = {Prompt::Answer::Ok};
-    QTest::mouseClick(rig.find<QPushButton>(&w, "cmdGoto"), Qt::LeftButton);
-    QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Confirm slew?")});
-    rig.settle();
-    QVERIFY(rig.unit.receivedBytes().contains("b13000 "));
-    QCOMPARE(rig.unit.focusTarget(), 13000);
-    rig.run(20000);
-    QCOMPARE(rig.text(&w, "lblActual"), QStringLiteral("13000"));
-
-    // The keyboard shortcut on the rotator tab turns the rotator.
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(2);
-    rig.find<QLineEdit>(&w, "txtRotGOTO")->setText(QStringLiteral("90"));
-    rig.prompt->answers = {Prompt::Answer::Ok};
-    rig.action("mnuGoto")->trigger();
-    rig.run(2500); // not yet known to be homed: asked, then the Goto follows
-    QCOMPARE(rig.unit.rotatorTarget(), 18000);
-}
-
-void ConsoleWindowsTest::spinnerChangeReachesTheUnit() {
-    WindowRig rig;
-    MainWindow& w = rig.main();
-    rig.connectToUnit();
-    rig.find<QTabWidget>(&w, "SSTab1")->setCurrentIndex(1);
-    rig.run(500);
-    auto* dew = rig.find<QSpinBox>(&w, "udDew2");
-    dew->setValue(65);
-    rig.settle();
-    QCOMPARE(rig.unit.dewPower(2), 65);
-    rig.run(3000);
-    QCOMPARE(dew->value(), 65); // the unit's own reply agrees
-    auto* manual = rig.find<QRadioButton>(&w, "optFanAuto");
-    QTest::mouseClick(manual, Qt::LeftButton);
-    rig.settle();
-    QVERIFY(rig.unit.receivedBytes().contains("n1 "));
-}
-
-void ConsoleWindowsTest::tabSwitchChangesWhatIsPolled() {
-    WindowRig rig;
-    MainWindow& w = rig.main();
-    rig.connectToUnit();
-    auto* tabs = rig.find<QTabWidget>(&w, "SSTab1");
-    const struct {
-        int tab;
-        const char* poll;
-    } cases[] = {{1, " T "}, {2, " R "}, {3, " d0 "}, {0, " Q "}};
-    for (const auto& c : cases) {
-        tabs->setCurrentIndex(c.tab);
-        rig.unit.clearReceived();
-        rig.run(250);
-        QCOMPARE(rig.unit.receivedBytes(), QByteArray(c.poll));
-    }
-}
-
-void ConsoleWindowsTest::miniConsoleSharesTheLinkAndValues() {
-    WindowRig rig;
-    rig.connectToUnit();
-    rig.app->showMiniConsole();
-    MiniConsoleWindow* mini = rig.app->miniConsole();
-    QVERIFY(mini);
-    QVERIFY(mini->isVisible());
-    rig.run(500);
-    QCOMPARE(rig.text(mini, "lblActual"), QStringLiteral("12500"));
-    QVERIFY(rig.find<QPushButton>(mini, "cmdGoto")->isEnabled());
-    QVERIFY(!rig.find<QPushButton>(mini, "cmdConnect")->isEnabled());
-    // Its Stop goes out on the same line.
-    rig.unit.clearReceived();
-    QTest::mouseClick(rig.find<QPushButton>(mini, "cmdStopFocus"), Qt::LeftButton);
-    rig.settle();
-    QVERIFY(rig.unit.receivedBytes().startsWith("S "));
-    rig.find<QTabWidget>(mini, "SSTab1")->setCurrentIndex(2);
-    rig.run(500);
-    QCOMPARE(rig.text(mini, "lblRotActual"), QStringLiteral("45.00"));
-    rig.find<QTabWidget>(mini, "SSTab1")->setCurrentIndex(0);
-    rig.run(300);
-    shoot(mini, QStringLiteral("mini-console"));
-    // The mini console closes on its own; the program goes on.
-    QSignalSpy quit(rig.app.get(), &ConsoleApp::quitRequested);
-    mini->close();
-    rig.settle();
-    QCOMPARE(quit.count(), 0);
-}
-
-void ConsoleWindowsTest::setupDialogRefusesASmallStepOfZero() {
-    WindowRig rig;
-    FocuserSetupDialog dialog(*rig.ctx, numberedPorts());
-    dialog.show();
-    QCOMPARE(rig.find<QComboBox>(&dialog, "cmbPorts")->count(), 20);
-    QCOMPARE(rig.find<QComboBox>(&dialog, "cmbPorts")->currentText(), QStringLiteral("COM1"));
-    QCOMPARE(rig.find<QLineEdit>(&dialog, "txtStepSize")->text(), QStringLiteral("0.25"));
-    shoot(&dialog, QStringLiteral("focuser-setup"));
-    rig.store->writes.clear();
-    rig.find<QLineEdit>(&dialog, "txtSmallStepSize")->setText(QStringLiteral("0"));
-    QTest::mouseClick(rig.find<QPushButton>(&dialog, "cmdOK"), Qt::LeftButton);
-    QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Illegal value for SmallStepSize")});
-    QVERIFY(dialog.isVisible());
-    QVERIFY(rig.store->writes.empty());
-    rig.find<QLineEdit>(&dialog, "txtSmallStepSize")->setText(QStringLiteral("8"));
-    QTest::mouseClick(rig.find<QPushButton>(&dialog, "cmdOK"), Qt::LeftButton);
-    QCOMPARE(dialog.result(), int(QDialog::Accepted));
-    QCOMPARE(rig.ctx->settings().smallStepSize, std::int16_t(8));
-
-    RotatorSetupDialog rotator(*rig.ctx, numberedPorts());
-    rotator.show();
-    shoot(&rotator, QStringLiteral("rotator-setup"));
-    PropertiesDialog properties(*rig.ctx, numberedPorts());
-    properties.show();
-    QCOMPARE(rig.find<QComboBox>(&properties, "cboPort")->count(), 20);
-    shoot(&properties, QStringLiteral("port-properties"));
-}
-
-void ConsoleWindowsTest::calculatorWindowFillsTheSetupDialog() {
-    WindowRig rig;
-    StepSizeDialog calc;
-    calc.show();
-    QTest::keyClicks(rig.find<QLineEdit>(&calc, "txtMag"), QStringLiteral("3"));
-    QTest::keyClicks(rig.find<QLineEdit>(&calc, "txtfRatio"), QStringLiteral("10"));
-    QCOMPARE(rig.text(&calc, "lblStepSize"), QStringLiteral("0.250"));
-    QCOMPARE(rig.text(&calc, "lblCFZmils"), QStringLiteral("8.66"));
-    QCOMPARE(rig.text(&calc, "lblCFZcounts"), QStringLiteral("34"));
-    QCOMPARE(rig.text(&calc, "lblSmallStepSize"), QStringLiteral("6"));
-    QCOMPARE(rig.text(&calc, "lblLargeStepSize"), QStringLiteral("68"));
-    shoot(&calc, QStringLiteral("step-size-calculator"));
-}
-
-void ConsoleWindowsTest::aboutBoxShowsTheFirmwareVersion() {
-    WindowRig rig;
-    rig.connectToUnit();
-    AboutDialog about(*rig.ctx, QStringLiteral("http://127.0.0.1:11111"));
-    about.show();
-    QCOMPARE(rig.text(&about, "lblInfoFirmwareversion"), QStringLiteral("3.02"));
-    QCOMPARE(rig.text(&about, "lblInfoQtversion"), QString::fromLatin1(qVersion()));
-    QCOMPARE(rig.text(&about, "lblInfoAlpacaserver"), QStringLiteral("http://127.0.0.1:11111"));
-    QVERIFY(rig.text(&about, "lblInfoSerialport").contains(QStringLiteral("open")));
-    shoot(&about, QStringLiteral("about"));
-}
-
-void ConsoleWindowsTest::wrapWindowsWork() {
-    WindowRig rig;
-    rig.connectToUnit();
-    UnwrapDialog unwrap(rig.ctx->shared());
-    unwrap.show();
-    shoot(&unwrap, QStringLiteral("unwrap"));
-    rig.find<QRadioButton>(&unwrap, "Option2")->setChecked(true);
-    QTest::mouseClick(rig.find<QPushButton>(&unwrap, "cmdOK"), Qt::LeftButton);
-    QCOMPARE(rig.ctx->shared().unwrapChoice, std::int16_t(2));
-
-    rig.find<QTabWidget>(&rig.main(), "SSTab1")->setCurrentIndex(2);
-    rig.run(500); // the dial shows what the rotator tab reads
-    rig.app->showRotatorIndicator();
-    RotIndicatorWindow* dial = rig.app->rotatorIndicator();
-    QVERIFY(dial && dial->isVisible());
-    QVERIFY(rig.ctx->shared().rotIndicatorOpen);
-    QVERIFY(dial->windowFlags() & Qt::WindowStaysOnTopHint);
-    rig.run(500);
-    shoot(dial, QStringLiteral("rotator-indicator"));
-    rig.unit.clearReceived();
-    QTest::mouseClick(rig.find<QPushButton>(dial, "Command1"), Qt::LeftButton);
-    rig.run(100);
-    QVERIFY(rig.unit.receivedBytes().contains("q0 "));
-    QVERIFY(!rig.ctx->shared().rotIndicatorOpen);
-
-    WrapMessageWindow message(rig.clock);
-    message.showMessage(QStringLiteral("Wrap limit reached."), 1000);
-    QVERIFY(message.isVisible());
-    shoot(&message, QStringLiteral("wrap-message"));
-    rig.clock.advance(1000);
-    QVERIFY(!message.isVisible());
-}
-
-void ConsoleWindowsTest::driverObjectsOpenTheConsoleWindows() {
-    WindowRig rig;
-    DriverSet drivers(*rig.ctx);
-    rig.ctx->setWindows(rig.app.get());
-    AutomationDevice& focuser = drivers.device(DeviceProvider::Kind::Focuser);
-
-    // Nothing while the main console is open.
-    QVERIFY(focuser.call(QStringLiteral("ShowForm"), {1}).isDone());
-    QVERIFY(!rig.app->miniConsole());
-    rig.main().close();
-    rig.settle();
-    QVERIFY(!rig.app->mainConsoleOpen());
-    const auto shown = focuser.call(QStringLiteral("ShowForm"), {1});
-    QVERIFY(shown.isDone());
-    QVERIFY(!shown.result().error);
-    QVERIFY(rig.app->miniConsole() && rig.app->miniConsole()->isVisible());
-
-    // SetupDialog shows frmDialog modally.
-    QString opened;
-    QTimer::singleShot(0, [&opened] {
-        if (QWidget* modal = QApplication::activeModalWidget()) {
-            opened = modal->objectName();
-            modal->close();
+        // Each tab shows its readings, and its poll follows it.
+        rig.showTab(&w, 1);
+        QVERIFY(rig.text(&w, "lblAmbTemp").startsWith(QStringLiteral("Amb Temp ")));
+        QVERIFY(rig.text(&w, "lblMivelTemp").startsWith(QStringLiteral("Mivel Temp ")));
+        shoot(&w, QStringLiteral("main-console-temperatures"));
+        auto* dew = rig.find<QSpinBox>(&w, "udDew2");
+        dew->setValue(65);
+        rig.settle();
+        QCOMPARE(rig.unit.dewPower(2), 65);
+        rig.run(3000);
+        QCOMPARE(dew->value(), 65); // the unit's own reply agrees
+        rig.showTab(&w, 2);
+        QCOMPARE(rig.text(&w, "lblRotActual"), QStringLiteral("45.00"));
+        QCOMPARE(rig.text(&w, "lblWrap"), QStringLiteral("9.0"));
+        shoot(&w, QStringLiteral("main-console-rotator"));
+        const std::pair<int, const char*> polls[] = {{3, " d0 "}, {1, " T "}, {0, " Q "}};
+        for (const auto& [tab, poll] : polls) {
+            rig.showTab(&w, tab, 0);
+            rig.unit.clearReceived();
+            rig.run(250);
+            QCOMPARE(rig.unit.receivedBytes(), QByteArray(poll));
+            if (tab == 3)
+                shoot(&w, QStringLiteral("main-console-diagnostics"));
         }
-    });
-    QVERIFY(focuser.call(QStringLiteral("SetupDialog"), {}).isDone());
-    QCOMPARE(opened, QStringLiteral("frmDialog"));
-    rig.ctx->setWindows(nullptr);
-}
+        shoot(&w, QStringLiteral("main-console"));
+        rig.app->setNightVision(true);
+        shoot(&w, QStringLiteral("main-console-night"));
+        rig.app->setNightVision(false);
 
-void ConsoleWindowsTest::closingTheConsoleWithoutClientsEndsTheProgram() {
-    WindowRig rig;
-    rig.connectToUnit();
-    QSignalSpy quit(rig.app.get(), &ConsoleApp::quitRequested);
-    rig.action("mnuExit")->trigger();
-    rig.settle();
-    QCOMPARE(quit.count(), 1);
-    QVERIFY(!rig.ctx->shared().mainConsoleOpen);
-    QVERIFY(!rig.ctx->hub().serial() || !rig.ctx->hub().serial()->connected());
-}
+        // A Goto typed and clicked moves the focuser; the shortcut on the rotator tab turns the
+        // rotator, which is not yet known to be homed: asked, then the Goto follows.
+        auto* position = rig.find<QLineEdit>(&w, "txtPosition");
+        position->clear();
+        QTest::keyClicks(position, QStringLiteral("13000"));
+        rig.prompt->answers = {Prompt::Answer::Ok};
+        rig.click(&w, "cmdGoto");
+        QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Confirm slew?")});
+        rig.run(20000);
+        QCOMPARE(rig.text(&w, "lblActual"), QStringLiteral("13000"));
+        rig.showTab(&w, 2, 0);
+        rig.find<QLineEdit>(&w, "txtRotGOTO")->setText(QStringLiteral("90"));
+        rig.prompt->answers = {Prompt::Answer::Ok};
+        rig.action("mnuGoto")->trigger();
+        rig.run(2500);
+        QCOMPARE(rig.unit.rotatorTarget(), 18000);
 
-void ConsoleWindowsTest::closingTheConsoleWithALinkedClientKeepsServing() {
-    WindowRig rig;
-    Connector driver(rig.ctx->hub()); // a driver object holding the link
-    rig.connectToUnit();
-    rig.devices.device(DeviceProvider::Kind::Rotator);
-    rig.devices.rotator.isLinked = true;
-    QSignalSpy quit(rig.app.get(), &ConsoleApp::quitRequested);
-    rig.main().close();
-    rig.run(3000);
-    QCOMPARE(quit.count(), 0);
-    QVERIFY(rig.ctx->hub().serial()->connected()); // the server still has its port
-    // A client asks for the main console again.
-    rig.app->showMainConsole();
-    QVERIFY(rig.app->mainConsoleOpen());
-    rig.main().close();
-    rig.devices.rotator.isLinked = false;
-    rig.run(1500);
-    QCOMPARE(quit.count(), 1);
-}
+        rig.action("HangUpPhone")->trigger();
+        QVERIFY(!gotoButton->isEnabled());
+        QVERIFY(rig.action("mnuConnect")->isEnabled());
+        QCOMPARE(rig.text(w.statusBar(), "lblLink"), QStringLiteral("Not connected"));
+    }
+
+    void dialogsThroughTheirWidgets() {
+        WindowRig rig;
+        rig.connectToUnit();
+        FocuserSetupDialog dialog(*rig.ctx, numberedPorts());
+        dialog.show();
+        QCOMPARE(rig.find<QComboBox>(&dialog, "cmbPorts")->currentText(), QStringLiteral("COM1"));
+        QCOMPARE(rig.find<QLineEdit>(&dialog, "txtStepSize")->text(), QStringLiteral("0.25"));
+        shoot(&dialog, QStringLiteral("focuser-setup"));
+        rig.store->writes.clear();
+        auto* small = rig.find<QLineEdit>(&dialog, "txtSmallStepSize");
+        small->setText(QStringLiteral("0"));
+        rig.click(&dialog, "cmdOK");
+        QCOMPARE(rig.prompt->texts(),
+                 QStringList{QStringLiteral("Illegal value for SmallStepSize")});
+        QVERIFY(dialog.isVisible());
+        QVERIFY(rig.store->writes.empty());
+        small->setText(QStringLiteral("8"));
+        rig.click(&dialog, "cmdOK");
+        QCOMPARE(dialog.result(), int(QDialog::Accepted));
+        QCOMPARE(rig.ctx->settings().smallStepSize, std::int16_t(8));
+
+        RotatorSetupDialog rotator(*rig.ctx, numberedPorts());
+        rotator.show();
+        shoot(&rotator, QStringLiteral("rotator-setup"));
+        PropertiesDialog properties(*rig.ctx, numberedPorts());
+        properties.show();
+        QCOMPARE(rig.find<QComboBox>(&properties, "cboPort")->count(), 20);
+        shoot(&properties, QStringLiteral("port-properties"));
+        StepSizeDialog calc;
+        calc.show();
+        QTest::keyClicks(rig.find(&calc, "txtMag"), QStringLiteral("3"));
+        QTest::keyClicks(rig.find(&calc, "txtfRatio"), QStringLiteral("10"));
+        QCOMPARE(rig.text(&calc, "lblLargeStepSize"), QStringLiteral("68"));
+        shoot(&calc, QStringLiteral("step-size-calculator"));
+        AboutDialog about(*rig.ctx, QStringLiteral("http://127.0.0.1:11111"));
+        about.show();
+        QCOMPARE(rig.text(&about, "lblInfoFirmwareversion"), QStringLiteral("3.02"));
+        QVERIFY(rig.text(&about, "lblInfoSerialport").contains(QStringLiteral("open")));
+        shoot(&about, QStringLiteral("about"));
+
+        UnwrapDialog unwrap(rig.ctx->shared());
+        unwrap.show();
+        shoot(&unwrap, QStringLiteral("unwrap"));
+        const std::pair<const char*, int> choices[] = {{"Option2", 2}, {"Option1", 1}};
+        for (const auto& [option, choice] : choices) {
+            rig.find<QRadioButton>(&unwrap, option)->setChecked(true);
+            rig.click(&unwrap, "cmdOK");
+            QCOMPARE(rig.ctx->shared().unwrapChoice, std::int16_t(choice));
+        }
+        rig.click(&unwrap, "cmdCancel");
+        QCOMPARE(rig.ctx->shared().unwrapChoice, std::int16_t(0));
+        WrapMessageWindow message(rig.clock);
+        message.showMessage(QStringLiteral("Wrap limit reached."), 1000);
+        shoot(&message, QStringLiteral("wrap-message"));
+        rig.clock.advance(999);
+        QVERIFY(message.isVisible());
+        rig.clock.advance(1);
+        QVERIFY(!message.isVisible());
+
+        rig.showTab(&rig.main(), 2); // the dial shows what the rotator tab reads
+        rig.app->showRotatorIndicator();
+        RotIndicatorWindow* dial = rig.app->rotatorIndicator();
+        QVERIFY(dial && dial->isVisible());
+        QVERIFY(dial->windowFlags() & Qt::WindowStaysOnTopHint);
+        rig.run(500);
+        shoot(dial, QStringLiteral("rotator-indicator"));
+        rig.unit.clearReceived();
+        rig.click(dial, "Command1");
+        rig.run(100);
+        QVERIFY(rig.unit.receivedBytes().contains("q0 "));
+        QVERIFY(!rig.ctx->shared().rotIndicatorOpen);
+    }
+
+    // A driver object opens the mini console once the main console has closed; the program
+    // goes on while a client is linked, and ends when the last window closes without one.
+    void driverObjectsOpenTheConsoleWindowsAndKeepTheProgram() {
+        WindowRig rig;
+        DriverSet drivers(*rig.ctx);
+        rig.ctx->setWindows(rig.app.get());
+        AutomationDevice& focuser = drivers.device(DeviceProvider::Kind::Focuser);
+        rig.connectToUnit();
+        QVERIFY(focuser.call(QStringLiteral("ShowForm"), {1}).isDone());
+        QVERIFY(!rig.app->miniConsole()); // nothing while the main console is open
+        rig.devices.device(DeviceProvider::Kind::Rotator);
+        rig.devices.rotator.isLinked = true;
+        QSignalSpy quit(rig.app.get(), &ConsoleApp::quitRequested);
+        rig.main().close();
+        rig.run(3000);
+        QCOMPARE(quit.count(), 0);
+        QVERIFY(rig.ctx->hub().serial()->connected()); // the server still has its port
+        QVERIFY(focuser.call(QStringLiteral("ShowForm"), {1}).isDone());
+        MiniConsoleWindow* mini = rig.app->miniConsole();
+        QVERIFY(mini && mini->isVisible());
+        rig.run(500);
+        QCOMPARE(rig.text(mini, "lblActual"), QStringLiteral("12500"));
+        rig.unit.clearReceived();
+        rig.click(mini, "cmdStopFocus"); // on the same line
+        rig.settle();
+        QVERIFY(rig.unit.receivedBytes().startsWith("S "));
+        shoot(mini, QStringLiteral("mini-console"));
+        // SetupDialog shows frmDialog modally.
+        QString opened;
+        QTimer::singleShot(0, [&opened] {
+            if (QWidget* modal = QApplication::activeModalWidget()) {
+                opened = modal->objectName();
+                modal->close();
+            }
+        });
+        QVERIFY(focuser.call(QStringLiteral("SetupDialog"), {}).isDone());
+        QCOMPARE(opened, QStringLiteral("frmDialog"));
+        rig.ctx->setWindows(nullptr);
+        mini->close();
+        rig.devices.rotator.isLinked = false;
+        rig.run(1500);
+        QCOMPARE(quit.count(), 1);
+    }
+
+    void exitWithoutClientsEndsTheProgram() {
+        WindowRig rig;
+        rig.connectToUnit();
+        QSignalSpy quit(rig.app.get(), &ConsoleApp::quitRequested);
+        rig.action("mnuExit")->trigger();
+        rig.settle();
+        QCOMPARE(quit.count(), 1);
+        QVERIFY(!rig.ctx->shared().mainConsoleOpen);
+        QVERIFY(!rig.ctx->hub().serial() || !rig.ctx->hub().serial()->connected());
+    }
+};
 
 QTEST_MAIN(ConsoleWindowsTest)
 #include "test_console_windows.moc"

@@ -1,13 +1,12 @@
-// The driver objects as automation clients reach them: member tables, argument conversion,
-// trapped errors and their kinds, the console windows, the set of objects, and waits that
-// overlap or outlive their object.
+// The driver objects as automation clients reach them: every member through its table,
+// argument conversion, trapped errors and their kinds, the console windows, the set of objects,
+// and waits that overlap or outlive their object.
 
 #include "DriverRig.h"
 
 #include "drivers/DriverErrors.h"
 #include "drivers/DriverSet.h"
 
-#include <QSet>
 #include <QTest>
 
 using namespace mivel;
@@ -18,217 +17,167 @@ using Kind = DeviceProvider::Kind;
 class AutomationTest : public QObject {
     Q_OBJECT
 private slots:
-    void everyMemberAnswersThroughItsTable();
-    void argumentsAreConvertedBeforeTheMemberRuns();
-    void linkLetTreatsFalseAndZeroAsUnlink();
-    void errorsTravelBesideTheValue();
-    void everyErrorHasItsKind();
-    void windowsWhenTheConsoleRuns();
-    void windowsHeadless();
-    void driverSetCreatesOnFirstUse();
-    void overlappingWaitsEndOnTheirOwnDeadlines();
-    void waitOutlivingItsObjectEndsQuietly();
+    // Every property reads, every writable property takes a value of its type and every method
+    // runs, each through the table and without "no such member".
+    void everyMemberAnswersThroughItsTable() {
+        DriverRig rig;
+        rig.respond = answerProbe;
+        DriverSet set(*rig.ctx);
+        const auto sample = [](const MemberInfo& m) {
+            return m.type == QMetaType::Bool      ? QVariant(false)
+                   : m.type == QMetaType::QString ? QVariant(QString())
+                                                  : QVariant(1);
+        };
+        for (const Kind kind : {Kind::Focuser, Kind::Rotator, Kind::Temperature}) {
+            AutomationDevice& device = set.device(kind);
+            for (const MemberInfo& m : device.members()) {
+                const QString name = QString::fromLatin1(m.name);
+                std::vector<CallResult> results;
+                if (m.readable)
+                    results.push_back(rig.run(device.get(name.toLower())));
+                if (m.writable)
+                    results.push_back(rig.run(device.set(name, sample(m))));
+                if (m.kind == MemberInfo::Kind::Method)
+                    results.push_back(rig.run(device.call(name, {sample(m)})));
+                for (const CallResult& r : results)
+                    QVERIFY2(!r.error || errorKind(*r.error) != DriverErrorKind::NotImplemented ||
+                                 name == "SetupDialog" || name == "ShowForm",
+                             qPrintable(name));
+            }
+            QCOMPARE(rig.run(device.get("NoSuchThing")).error->number, 0x400);
+            QVERIFY(rig.run(device.set("AppVersion", 1)).error); // read-only
+        }
+    }
+
+    void argumentsAreConvertedBeforeTheMemberRuns() {
+        DriverRig rig;
+        DriverSet set(*rig.ctx);
+        AutomationDevice& focuser = set.device(Kind::Focuser);
+        rig.openPortAsConsole();
+        const auto error = [&](Task<CallResult> t) { return rig.run(std::move(t)).error; };
+        QCOMPARE(error(focuser.set("TempCompCoefficient", "steep")),
+                 Status(errors::TypeMismatch.error));
+        QCOMPARE(error(focuser.set("TempCompMovementThreshold", 40000)),
+                 Status(errors::Overflow.error));
+        QCOMPARE(error(focuser.call("Move", {})), Status(errors::TypeMismatch.error));
+        QCOMPARE(error(focuser.set("TempComp", "True")), Status());
+        QVERIFY(rig.run(focuser.get("TempComp")).value.toBool());
+        // Halves go to the even neighbour: 12.5 -> 12 and 13.5 -> 14.
+        QCOMPARE(error(focuser.set("TempCompMovementThreshold", 12.5)), Status());
+        QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 12);
+        QCOMPARE(error(focuser.set("TempCompMovementThreshold", " 13.5 ")), Status());
+        QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 14);
+        // A single reads back as its shortest decimal.
+        AutomationDevice& temperature = set.device(Kind::Temperature);
+        QCOMPARE(error(temperature.set("FanDeadband", 0.3)), Status());
+        QCOMPARE(rig.run(temperature.get("FanDeadband")).value, QVariant(0.3));
+        QVERIFY(rig.sent().endsWith(" O3 "));
+    }
+
+    void linkLetTreatsFalseAndZeroAsUnlink() {
+        DriverRig rig;
+        rig.respond = answerProbe;
+        DriverSet set(*rig.ctx);
+        AutomationDevice& rotator = set.device(Kind::Rotator);
+        for (const QVariant& off : {QVariant(false), QVariant(0), QVariant("False")}) {
+            QCOMPARE(rig.run(rotator.set("Link", "yes")).error, Status());
+            QVERIFY(rotator.linked());
+            QCOMPARE(rig.run(rotator.set("Link", off)).error, Status());
+            QVERIFY(!rotator.linked());
+            QVERIFY(!rig.serial().connected());
+        }
+    }
+
+    void errorsTravelBesideTheValue() {
+        DriverRig rig;
+        DriverSet set(*rig.ctx);
+        AutomationDevice& focuser = set.device(Kind::Focuser);
+        const CallResult r = rig.run(focuser.get("TempCompCoefficient"));
+        QCOMPARE(r.value, QVariant(0.0));
+        QCOMPARE(r.error, Status(errors::CoefficientUnavailable.error));
+        QCOMPARE(r.error->source, QStringLiteral("Mivel"));
+        const CallResult link = rig.run(focuser.set("Connected", true));
+        QCOMPARE(link.error->number, 1);
+        QCOMPARE(link.error->source, QStringLiteral("0"));
+        QCOMPARE(link.error->description, QStringLiteral("No response from focuser"));
+        QCOMPARE(rig.run(focuser.get("Connected")).value, QVariant(false));
+        // Before any temperature came, the value is empty.
+        QVERIFY(!rig.run(focuser.get("Temperature")).value.isValid());
+        // Every error of the objects, and the serial port's own, has its kind.
+        for (const DriverError* e : driverErrors())
+            QCOMPARE(errorKind(e->error), e->kind);
+        QCOMPARE(errorKind({0x80040405, "ASCOM Helper Serial Port Object", "busy"}),
+                 DriverErrorKind::UnitFailure);
+    }
+
+    void windowsOnlyWhenTheConsoleRuns() {
+        DriverRig rig;
+        DriverSet set(*rig.ctx);
+        QCOMPARE(set.focuser().setupDialog(), Status(errors::SetupDialogUnavailable.error));
+        QCOMPARE(set.rotator().showForm(1), Status(errors::ShowFormUnavailable.error));
+        CountedWindows windows;
+        rig.ctx->setWindows(&windows);
+        QCOMPARE(set.focuser().showForm(1), Status());
+        QCOMPARE(set.rotator().showForm(2), Status());
+        QCOMPARE(set.rotator().setupDialog(), Status());
+        windows.mainOpen = true; // nothing more while the main console is open
+        QCOMPARE(set.focuser().showForm(1), Status());
+        QCOMPARE(set.focuser().showForm(2), Status());
+        QCOMPARE(windows.miniShown, 1);
+        QCOMPARE(windows.mainShown, 1);
+        QCOMPARE(windows.rotatorSetups, 1);
+    }
+
+    void driverSetCreatesOnFirstUse() {
+        DriverRig rig;
+        DriverSet set(*rig.ctx);
+        QVERIFY(!set.existing(Kind::Focuser));
+        QVERIFY(!rig.store->tree().exists(SettingsStore::Hive::LocalMachine, SettingsKeyPath));
+        AutomationDevice& focuser = set.device(Kind::Focuser);
+        QCOMPARE(set.existing(Kind::Focuser), &focuser);
+        QCOMPARE(&set.device(Kind::Focuser), &focuser);
+        QVERIFY(rig.store->tree().exists(SettingsStore::Hive::LocalMachine, SettingsKeyPath));
+        set.device(Kind::Rotator);
+        set.device(Kind::Temperature);
+        QCOMPARE(rig.ctx->hub().receiverCount(), 3); // one each, however often asked for
+    }
+
+    // Waits are not nested: twenty temperature reads started 50 ms apart on a silent unit each
+    // end 1001 ms after their own start.
+    void overlappingWaitsEndOnTheirOwnDeadlines() {
+        DriverRig rig;
+        Focuser focuser(*rig.ctx);
+        rig.openPortAsConsole();
+        std::vector<qint64> started, ended;
+        std::vector<Task<std::optional<double>>> reads;
+        for (int i = 0; i < 20; ++i) {
+            started.push_back(rig.now());
+            reads.push_back(focuser.temperature());
+            reads.back().then([&](const auto&) { ended.push_back(rig.now()); });
+            rig.advance(50);
+        }
+        rig.advance(1100);
+        QCOMPARE(ended.size(), std::size_t(20));
+        for (int i = 0; i < 20; ++i)
+            QCOMPARE(ended[i] - started[i], Focuser::TemperatureWaitMs);
+    }
+
+    void waitOutlivingItsObjectEndsQuietly() {
+        DriverRig rig;
+        Connector console(rig.ctx->hub());
+        rig.openPortAsConsole();
+        auto rotator = std::make_unique<Rotator>(*rig.ctx);
+        rig.advance(501);
+        Task<double> wrap = rotator->wrap();
+        Task<Status> link = rotator->setLink(true);
+        rig.advance(100);
+        QVERIFY(!wrap.isDone() && !link.isDone());
+        rotator.reset();
+        rig.advance(1000);
+        QVERIFY(wrap.isDone() && link.isDone());
+        QCOMPARE(rig.ctx->hub().waits().pendingCount(), 0);
+    }
 };
-
-// Every member is listed once; every property reads, every writable property takes a value of
-// its type, and every method runs, each through the table and without "no such member".
-void AutomationTest::everyMemberAnswersThroughItsTable() {
-    DriverRig rig;
-    rig.prepareUnit = [](ScriptedUnit& u) { u.respond = answerProbe; };
-    DriverSet set(*rig.ctx);
-    const auto sample = [](const MemberInfo& m) -> QVariant {
-        switch (m.type) {
-        case QMetaType::Bool:
-            return false;
-        case QMetaType::QString:
-            return QString();
-        default:
-            return 1;
-        }
-    };
-    const std::pair<Kind, int> memberCounts[] = {
-        {Kind::Focuser, 25}, {Kind::Rotator, 26}, {Kind::Temperature, 18}};
-    for (const auto& [kind, count] : memberCounts) {
-        AutomationDevice& device = set.device(kind);
-        QSet<QString> names;
-        for (const MemberInfo& m : device.members()) {
-            const QString name = QString::fromLatin1(m.name);
-            names << name.toLower();
-            QCOMPARE(m.kind == MemberInfo::Kind::Method, !m.readable && !m.writable);
-            std::vector<CallResult> results;
-            if (m.readable)
-                results.push_back(rig.run(device.get(name.toLower())));
-            if (m.writable)
-                results.push_back(rig.run(device.set(name, sample(m))));
-            if (m.kind == MemberInfo::Kind::Method)
-                results.push_back(rig.run(device.call(name, {sample(m)})));
-            for (const CallResult& r : results)
-                QVERIFY2(!r.error || errorKind(*r.error) != DriverErrorKind::NotImplemented ||
-                             name == "SetupDialog" || name == "ShowForm",
-                         qPrintable(name));
-        }
-        QCOMPARE(names.size(), count);
-        QCOMPARE(rig.run(device.get("NoSuchThing")).error->number, 0x400);
-        QVERIFY(rig.run(device.set("AppVersion", 1)).error); // read-only
-    }
-}
-
-void AutomationTest::argumentsAreConvertedBeforeTheMemberRuns() {
-    DriverRig rig;
-    DriverSet set(*rig.ctx);
-    AutomationDevice& focuser = set.device(Kind::Focuser);
-    rig.openPortAsConsole();
-    const auto error = [&](Task<CallResult> t) { return rig.run(std::move(t)).error; };
-    QCOMPARE(error(focuser.set("TempCompCoefficient", "steep")),
-             Status(errors::TypeMismatch.error));
-    QCOMPARE(error(focuser.set("TempCompMovementThreshold", 40000)),
-             Status(errors::Overflow.error));
-    QCOMPARE(error(focuser.set("TempCompMovementThreshold", " 12 ")), Status());
-    QCOMPARE(error(focuser.call("Move", {})), Status(errors::TypeMismatch.error));
-    QCOMPARE(error(focuser.set("TempComp", "True")), Status());
-    QVERIFY(rig.run(focuser.get("TempComp")).value.toBool());
-    // Halves go to the even neighbour: 12.5 -> 12 and 13.5 -> 14.
-    rig.ctx->shared().tempComp.movementThreshold = 0;
-    QCOMPARE(error(focuser.set("TempCompMovementThreshold", 12.5)), Status());
-    QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 12);
-    QCOMPARE(error(focuser.set("TempCompMovementThreshold", 13.5)), Status());
-    QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 14);
-    // A single reads back as its shortest decimal.
-    AutomationDevice& temperature = set.device(Kind::Temperature);
-    QCOMPARE(error(temperature.set("FanDeadband", 0.3)), Status());
-    QCOMPARE(rig.run(temperature.get("FanDeadband")).value, QVariant(0.3));
-    QCOMPARE(rig.unit->sent.last(), QByteArray(" O3 "));
-}
-
-void AutomationTest::linkLetTreatsFalseAndZeroAsUnlink() {
-    DriverRig rig;
-    rig.prepareUnit = [](ScriptedUnit& u) { u.respond = answerProbe; };
-    DriverSet set(*rig.ctx);
-    AutomationDevice& rotator = set.device(Kind::Rotator);
-    for (const QVariant& off : {QVariant(false), QVariant(0), QVariant("False")}) {
-        QCOMPARE(rig.run(rotator.set("Link", "yes")).error, Status());
-        QVERIFY(rotator.linked());
-        QCOMPARE(rig.run(rotator.set("Link", off)).error, Status());
-        QVERIFY(!rotator.linked());
-        QVERIFY(!rig.serial().connected());
-    }
-}
-
-void AutomationTest::errorsTravelBesideTheValue() {
-    DriverRig rig;
-    DriverSet set(*rig.ctx);
-    AutomationDevice& focuser = set.device(Kind::Focuser);
-    const CallResult r = rig.run(focuser.get("TempCompCoefficient"));
-    QCOMPARE(r.value, QVariant(0.0));
-    QCOMPARE(r.error, Status(errors::CoefficientUnavailable.error));
-    QCOMPARE(r.error->source, QStringLiteral("Mivel"));
-    const CallResult link = rig.run(focuser.set("Connected", true));
-    QCOMPARE(link.error->number, 1);
-    QCOMPARE(link.error->source, QStringLiteral("0"));
-    QCOMPARE(link.error->description, QStringLiteral("No response from focuser"));
-    QCOMPARE(rig.run(focuser.get("Connected")).value, QVariant(false));
-    // Before any temperature came, the value is empty.
-    QVERIFY(!rig.run(focuser.get("Temperature")).value.isValid());
-}
-
-void AutomationTest::everyErrorHasItsKind() {
-    QSet<QString> descriptions;
-    for (const DriverError* e : driverErrors()) {
-        QCOMPARE(errorKind(e->error), e->kind);
-        descriptions << e->error.source + e->error.description;
-    }
-    QCOMPARE(descriptions.size(), int(driverErrors().size()));
-    QCOMPARE(errorKind({0x80040405, "ASCOM Helper Serial Port Object", "busy"}),
-             DriverErrorKind::UnitFailure);
-    QCOMPARE(errorKind(noSuchMember("Focuser", "Fly")), DriverErrorKind::NotImplemented);
-}
-
-void AutomationTest::windowsWhenTheConsoleRuns() {
-    DriverRig rig;
-    CountedWindows windows;
-    rig.ctx->setWindows(&windows);
-    DriverSet set(*rig.ctx);
-    QCOMPARE(set.focuser().showForm(1), Status());
-    QCOMPARE(set.rotator().showForm(2), Status());
-    QCOMPARE(set.focuser().showForm(3), Status());
-    QCOMPARE(set.focuser().setupDialog(), Status());
-    QCOMPARE(set.rotator().setupDialog(), Status());
-    windows.mainOpen = true;
-    QCOMPARE(set.focuser().showForm(1), Status());
-    QCOMPARE(windows.miniShown, 1);
-    QCOMPARE(windows.mainShown, 1);
-    QCOMPARE(windows.focuserSetups, 1);
-    QCOMPARE(windows.rotatorSetups, 1);
-}
-
-void AutomationTest::windowsHeadless() {
-    DriverRig rig;
-    DriverSet set(*rig.ctx);
-    const Status setup(errors::SetupDialogUnavailable.error);
-    QCOMPARE(set.focuser().setupDialog(), setup);
-    QCOMPARE(set.rotator().setupDialog(), setup);
-    QCOMPARE(set.rotator().showForm(1), Status(errors::ShowFormUnavailable.error));
-    QCOMPARE(setup->number, 0x400);
-    // Linking with the console option set opens nothing and raises nothing.
-    rig.ctx->settings().controlConsole = true;
-    rig.unit->respond = answerProbe;
-    QCOMPARE(rig.run(set.temperature().setConnected(true)), Status());
-}
-
-void AutomationTest::driverSetCreatesOnFirstUse() {
-    DriverRig rig;
-    DriverSet set(*rig.ctx);
-    QVERIFY(!set.existing(Kind::Focuser));
-    QVERIFY(!rig.store->tree().exists(SettingsStore::Hive::LocalMachine, SettingsKeyPath));
-    AutomationDevice& focuser = set.device(Kind::Focuser);
-    QCOMPARE(set.existing(Kind::Focuser), &focuser);
-    QCOMPARE(&set.device(Kind::Focuser), &focuser);
-    QVERIFY(rig.store->tree().exists(SettingsStore::Hive::LocalMachine, SettingsKeyPath));
-    QCOMPARE(rig.ctx->hub().connectorCount(), 1);
-    QVERIFY(!rig.serial().connected()); // the focuser waits for Link
-    set.device(Kind::Rotator);
-    QVERIFY(rig.serial().connected()); // the rotator takes the port at once
-    set.device(Kind::Temperature);
-    QCOMPARE(rig.ctx->hub().connectorCount(), 3);
-    QCOMPARE(rig.ctx->hub().receiverCount(), 3);
-}
-
-// Waits are not nested: twenty temperature reads started 50 ms apart on a silent unit each end
-// 1001 ms after their own start.
-void AutomationTest::overlappingWaitsEndOnTheirOwnDeadlines() {
-    DriverRig rig;
-    Focuser focuser(*rig.ctx);
-    rig.openPortAsConsole();
-    std::vector<qint64> started, ended;
-    std::vector<Task<std::optional<double>>> reads;
-    for (int i = 0; i < 20; ++i) {
-        started.push_back(rig.now());
-        reads.push_back(focuser.temperature());
-        reads.back().then([&](const auto&) { ended.push_back(rig.now()); });
-        rig.advance(50);
-    }
-    rig.advance(1100);
-    QCOMPARE(ended.size(), std::size_t(20));
-    for (int i = 0; i < 20; ++i)
-        QCOMPARE(ended[i] - started[i], Focuser::TemperatureWaitMs);
-}
-
-void AutomationTest::waitOutlivingItsObjectEndsQuietly() {
-    DriverRig rig;
-    Connector console(rig.ctx->hub());
-    rig.openPortAsConsole();
-    auto rotator = std::make_unique<Rotator>(*rig.ctx);
-    rig.advance(501);
-    Task<double> wrap = rotator->wrap();
-    Task<Status> link = rotator->setLink(true);
-    rig.advance(100);
-    QVERIFY(!wrap.isDone() && !link.isDone());
-    rotator.reset();
-    rig.advance(1000);
-    QVERIFY(wrap.isDone());
-    QVERIFY(link.isDone());
-    QCOMPARE(rig.ctx->hub().waits().pendingCount(), 0);
-}
 
 QTEST_GUILESS_MAIN(AutomationTest)
 #include "test_automation.moc"

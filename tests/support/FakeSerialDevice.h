@@ -4,6 +4,8 @@
 
 #include <QMetaObject>
 
+#include <functional>
+
 namespace mivel::test {
 
 // A serial device whose other end is the test: it records what is written and delivers what the
@@ -14,6 +16,8 @@ public:
     QString openError; // when set, open() fails with it
     int openCount = 0;
     int clearCount = 0;
+    // When set, answers each write as the unit would; the answer arrives as fed input does.
+    std::function<QByteArray(const QByteArray& written)> respond;
 
     void setPortName(const QString& name) override { name_ = name; }
     QString portName() const override { return name_; }
@@ -32,6 +36,8 @@ public:
     bool isOpen() const override { return open_; }
     qint64 write(const QByteArray& data) override {
         written += data;
+        if (const QByteArray answer = respond ? respond(data) : QByteArray(); !answer.isEmpty())
+            feed(answer);
         return data.size();
     }
     QByteArray readAll() override { return std::exchange(input_, {}); }
