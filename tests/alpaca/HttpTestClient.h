@@ -38,11 +38,9 @@ public:
         socket.write(raw);
         socket.flush();
     }
-    void get(const QByteArray& target) {
-        send("GET " + target + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    }
-    void put(const QByteArray& target, const QByteArray& form) {
-        send("PUT " + target +
+    // A request with its parameters as a form body (none for a GET).
+    void request(const QByteArray& method, const QByteArray& target, const QByteArray& form = {}) {
+        send(method + ' ' + target +
              " HTTP/1.1\r\nHost: localhost\r\n"
              "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
              QByteArray::number(form.size()) + "\r\n\r\n" + form);
@@ -61,11 +59,7 @@ public:
             const qsizetype colon = line.indexOf(':');
             r.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
         }
-        if (r.status == 100) { // an interim answer has no body
-            received.remove(0, end + 4);
-            return r;
-        }
-        const qsizetype length = r.header("Content-Length").toLongLong();
+        const qsizetype length = r.status == 100 ? 0 : r.header("Content-Length").toLongLong();
         if (received.size() < end + 4 + length)
             return std::nullopt;
         r.body = received.mid(end + 4, length);
@@ -87,6 +81,25 @@ public:
 
     QTcpSocket socket;
     QByteArray received;
+};
+
+// What the server rigs share: one request on a fresh connection, answered as the rig awaits it.
+class HttpRig {
+public:
+    virtual ~HttpRig() = default;
+    virtual quint16 port() const = 0;
+    virtual HttpReply await(HttpTestClient& c) { return c.await(); }
+
+    HttpReply request(const QByteArray& method, const QByteArray& target,
+                      const QByteArray& form = {}) {
+        HttpTestClient c(port());
+        c.request(method, target, form);
+        return await(c);
+    }
+    QJsonObject get(const QByteArray& target) { return request("GET", target).json(); }
+    QJsonObject put(const QByteArray& target, const QByteArray& form = {}) {
+        return request("PUT", target, form).json();
+    }
 };
 
 } // namespace mivel::test
