@@ -14,13 +14,13 @@ namespace mivel::test {
 
 struct HttpReply {
     int status = 0;
-    QList<QPair<QByteArray, QByteArray>> headers;
+    QByteArray head; // the status line and the headers
     QByteArray body;
 
     QByteArray header(const QByteArray& name) const {
-        for (const auto& [n, v] : headers)
-            if (n.compare(name, Qt::CaseInsensitive) == 0)
-                return v;
+        for (const QByteArray& line : head.split('\n'))
+            if (line.toLower().startsWith(name.toLower() + ':'))
+                return line.mid(name.size() + 1).trimmed();
         return {};
     }
     QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
@@ -51,14 +51,7 @@ public:
         const qsizetype end = received.indexOf("\r\n\r\n");
         if (end < 0)
             return std::nullopt;
-        HttpReply r;
-        const QList<QByteArray> lines = received.left(end).split('\n');
-        r.status = lines.value(0).split(' ').value(1).toInt();
-        for (qsizetype i = 1; i < lines.size(); ++i) {
-            const QByteArray line = lines[i].trimmed();
-            const qsizetype colon = line.indexOf(':');
-            r.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
-        }
+        HttpReply r{received.mid(9, 3).toInt(), received.left(end), {}}; // "HTTP/1.1 200 OK"
         const qsizetype length = r.status == 100 ? 0 : r.header("Content-Length").toLongLong();
         if (received.size() < end + 4 + length)
             return std::nullopt;

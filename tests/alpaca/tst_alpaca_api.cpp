@@ -218,11 +218,17 @@ private slots:
                  ids[1]);
         QTemporaryDir other;
         QVERIFY(DeviceIds::load(other.path(), {"Rotator"}).id("Rotator") != ids[1]);
-        // Each device offers the members it serves beyond the standard ones as actions.
-        const QStringList actions =
-            f->get("/api/v1/focuser/0/supportedactions")["Value"].toVariant().toStringList();
-        QVERIFY(actions.contains("TempCompCoefficient") && actions.contains("RecordFocusPosition"));
-        QVERIFY(!actions.contains("Position") && !actions.contains("Connected"));
+        // Each device offers the members it serves beyond the standard ones as actions; members
+        // served under a standard name (the rotator's SetPosition is targetposition) are not.
+        auto actions = [&](const QByteArray& type) {
+            return f->get("/api/v1/" + type + "/0/supportedactions")["Value"]
+                .toVariant()
+                .toStringList();
+        };
+        QVERIFY(actions("focuser").contains("TempCompCoefficient"));
+        QVERIFY(actions("focuser").contains("RecordFocusPosition"));
+        QVERIFY(!actions("rotator").contains("SetPosition") &&
+                !actions("switch").contains("FanMode"));
     }
 
     void connectRunsInTheBackground() {

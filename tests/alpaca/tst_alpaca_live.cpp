@@ -53,13 +53,10 @@ struct LiveRig : HttpRig {
     }
     // The next answer on c, moving time on while it is awaited; status 0 if none in 20 s.
     HttpReply await(HttpTestClient& c) override {
-        for (qint64 t = 0; t < 20'000; t += 5) {
-            settle();
-            if (auto r = c.take())
-                return *r;
-            clock.advance(5);
-        }
-        return {};
+        std::optional<HttpReply> r;
+        for (qint64 t = 0; t < 20'000 && !(r = c.take()); t += 5)
+            advance(5);
+        return r.value_or(HttpReply{});
     }
     int sent(const QByteArray& command) const { return int(unit.receivedBytes().count(command)); }
 };
