@@ -96,22 +96,6 @@ private slots:
     }
     void cleanup() { rig.reset(); }
 
-    void focuserConnectsMovesAndArrives() {
-        rig->unit.placeFocuser(1000, true);
-        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), false);
-        QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=true"), "0");
-        QCOMPARE(rig->unit.receivedBytes(), QByteArray("! V  T l "));
-        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=12500"), "0");
-        QVERIFY(rig->unit.receivedBytes().endsWith("b12500 "));
-        int position = 0;
-        for (int i = 0; i < 200 && position != 12500; ++i) {
-            rig->advance(250);
-            position = rig->get("/api/v1/focuser/0/position")["Value"].toInt();
-        }
-        QCOMPARE(position, 12500);
-        QCOMPARE(rig->get("/api/v1/focuser/0/ismoving")["Value"].toBool(), false);
-    }
-
     void concurrentPollsShareOneStatusQuery() {
         connectFocuser();
         rig->advance(600);
