@@ -14,13 +14,13 @@ namespace mivel::test {
 
 struct HttpReply {
     int status = 0;
-    QList<QPair<QByteArray, QByteArray>> headers;
+    QByteArray head; // the status line and the headers
     QByteArray body;
 
     QByteArray header(const QByteArray& name) const {
-        for (const auto& [n, v] : headers)
-            if (n.compare(name, Qt::CaseInsensitive) == 0)
-                return v;
+        for (const QByteArray& line : head.split('\n'))
+            if (line.toLower().startsWith(name.toLower() + ':'))
+                return line.mid(name.size() + 1).trimmed();
         return {};
     }
     QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
@@ -38,11 +38,9 @@ public:
         socket.write(raw);
         socket.flush();
     }
-    void get(const QByteArray& target) {
-        send("GET " + target + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    }
-    void put(const QByteArray& target, const QByteArray& form) {
-        send("PUT " + target +
+    // A request with its parameters as a form body (none for a GET).
+    void request(const QByteArray& method, const QByteArray& target, const QByteArray& form = {}) {
+        send(method + ' ' + target +
              " HTTP/1.1\r\nHost: localhost\r\n"
              "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
              QByteArray::number(form.size()) + "\r\n\r\n" + form);
@@ -53,19 +51,8 @@ public:
         const qsizetype end = received.indexOf("\r\n\r\n");
         if (end < 0)
             return std::nullopt;
-        HttpReply r;
-        const QList<QByteArray> lines = received.left(end).split('\n');
-        r.status = lines.value(0).split(' ').value(1).toInt();
-        for (qsizetype i = 1; i < lines.size(); ++i) {
-            const QByteArray line = lines[i].trimmed();
-            const qsizetype colon = line.indexOf(':');
-            r.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
-        }
-        if (r.status == 100) { // an interim answer has no body
-            received.remove(0, end + 4);
-            return r;
-        }
-        const qsizetype length = r.header("Content-Length").toLongLong();
+        HttpReply r{received.mid(9, 3).toInt(), received.left(end), {}}; // "HTTP/1.1 200 OK"
+        const qsizetype length = r.status == 100 ? 0 : r.header("Content-Length").toLongLong();
         if (received.size() < end + 4 + length)
             return std::nullopt;
         r.body = received.mid(end + 4, length);
@@ -87,6 +74,25 @@ public:
 
     QTcpSocket socket;
     QByteArray received;
+};
+
+// What the server rigs share: one request on a fresh connection, answered as the rig awaits it.
+class HttpRig {
+public:
+    virtual ~HttpRig() = default;
+    virtual quint16 port() const = 0;
+    virtual HttpReply await(HttpTestClient& c) { return c.await(); }
+
+    HttpReply request(const QByteArray& method, const QByteArray& target,
+                      const QByteArray& form = {}) {
+        HttpTestClient c(port());
+        c.request(method, target, form);
+        return await(c);
+    }
+    QJsonObject get(const QByteArray& target) { return request("GET", target).json(); }
+    QJsonObject put(const QByteArray& target, const QByteArray& form = {}) {
+        return request("PUT", target, form).json();
+    }
 };
 
 } // namespace mivel::test
