@@ -111,12 +111,10 @@ void Focuser::onLinked() {
 Task<void> Focuser::statusQuery() {
     if (now() - lastStatusQuery_ <= StatusIntervalMs)
         co_return;
-    const Alive token = alive();
     lastStatusQuery_ = now();
     send(wire::command(Cmd::FocusStatus, Lead::Space));
     actualReplies_ = 0;
     co_await waitFor(StatusWaitMs, [this] { return actualReplies_ > 2; });
-    (void)token;
 }
 
 Task<bool> Focuser::isMoving() {
@@ -187,14 +185,16 @@ void Focuser::halt() {
 }
 
 Task<void> Focuser::tempCompQuery() {
-    const Alive token = alive();
     send(wire::command(Cmd::TempCompParams, Lead::Space));
     tempCompReplies_ = 0;
     co_await waitFor(TempCompWaitMs, [this] { return tempCompReplies_ > 0; });
-    (void)token;
 }
 
-Task<Outcome<float>> Focuser::tempCompCoefficient() {
+// The coefficient and the threshold are read the same way: one " l " query, then the shared
+// value once any compensation reply has come.
+template <class V>
+Task<Outcome<V>> Focuser::tempCompParameter(V TempCompState::*field,
+                                            const DriverError& unavailable) {
     const Alive token = alive();
     co_await tempCompQuery();
     if (gone(token))
@@ -202,9 +202,13 @@ Task<Outcome<float>> Focuser::tempCompCoefficient() {
     if (!ctx_.shared().tempComp.paramsReceived) {
         // Ask once more without waiting, so that a retry by the client finds the value.
         send(wire::command(Cmd::TempCompParams));
-        co_return {0, errors::CoefficientUnavailable.error};
+        co_return {V{}, unavailable.error};
     }
-    co_return {ctx_.shared().tempComp.coefficient, {}};
+    co_return {ctx_.shared().tempComp.*field, {}};
+}
+
+Task<Outcome<float>> Focuser::tempCompCoefficient() {
+    return tempCompParameter(&TempCompState::coefficient, errors::CoefficientUnavailable);
 }
 
 Status Focuser::setTempCompCoefficient(float value) {
@@ -222,15 +226,7 @@ Status Focuser::setTempCompCoefficient(float value) {
 }
 
 Task<Outcome<qint32>> Focuser::tempCompMovementThreshold() {
-    const Alive token = alive();
-    co_await tempCompQuery();
-    if (gone(token))
-        co_return {};
-    if (!ctx_.shared().tempComp.paramsReceived) {
-        send(wire::command(Cmd::TempCompParams));
-        co_return {0, errors::ThresholdUnavailable.error};
-    }
-    co_return {ctx_.shared().tempComp.movementThreshold, {}};
+    return tempCompParameter(&TempCompState::movementThreshold, errors::ThresholdUnavailable);
 }
 
 Status Focuser::setTempCompMovementThreshold(qint16 value) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DriverErrors.h"
 #include "DriverObject.h"
 #include "MemberTable.h"
 
@@ -83,6 +84,8 @@ private:
     void onLinked();
     Task<void> statusQuery();
     Task<void> tempCompQuery();
+    template <class V>
+    Task<Outcome<V>> tempCompParameter(V TempCompState::*field, const DriverError& unavailable);
 
     // One handler per tag the focuser reads.
     void onTarget(double v);
