@@ -162,8 +162,7 @@ std::vector<Route> DeviceEndpoint::extraRoutes(const QStringList& taken) {
             continue;
         }
         if (m.readable)
-            out.push_back(
-                {path, Verb::Get, {}, [this, name](const QVariantList&) { return read(name); }});
+            out.push_back({path, Verb::Get, {}, reading(name)});
         if (m.writable)
             out.push_back({path, Verb::Put, {{name, m.type}}, [this, name](const QVariantList& a) {
                                return write(name, a[0]);

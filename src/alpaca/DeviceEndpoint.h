@@ -80,6 +80,10 @@ protected:
     Task<Reply> read(QString member);
     Task<Reply> write(QString member, QVariant value);
     Task<Reply> invoke(QString member, QVariantList args);
+    // A route's run that reads the member.
+    std::function<Task<Reply>(const QVariantList&)> reading(const QString& member) {
+        return [this, member](const QVariantList&) { return read(member); };
+    }
     static Reply notImplemented(const QString& what);
 
     // devicestate from named reads: each pair is (name in the reply, object member). Values that

@@ -14,23 +14,20 @@ public:
 protected:
     std::vector<Route> standardRoutes() override {
         using T = QMetaType::Type;
-        auto get = [this](const char* member) {
-            return [this, member](const QVariantList&) { return read(member); };
-        };
         return {
-            {"absolute", Verb::Get, {}, get("absolute")},
-            {"ismoving", Verb::Get, {}, get("IsMoving")},
-            {"maxincrement", Verb::Get, {}, get("MaxIncrement")},
-            {"maxstep", Verb::Get, {}, get("MaxStep")},
-            {"position", Verb::Get, {}, get("Position")},
-            {"stepsize", Verb::Get, {}, get("StepSize")},
-            {"tempcomp", Verb::Get, {}, get("TempComp")},
+            {"absolute", Verb::Get, {}, reading(QStringLiteral("absolute"))},
+            {"ismoving", Verb::Get, {}, reading(QStringLiteral("IsMoving"))},
+            {"maxincrement", Verb::Get, {}, reading(QStringLiteral("MaxIncrement"))},
+            {"maxstep", Verb::Get, {}, reading(QStringLiteral("MaxStep"))},
+            {"position", Verb::Get, {}, reading(QStringLiteral("Position"))},
+            {"stepsize", Verb::Get, {}, reading(QStringLiteral("StepSize"))},
+            {"tempcomp", Verb::Get, {}, reading(QStringLiteral("TempComp"))},
             {"tempcomp",
              Verb::Put,
              {{"TempComp", T::Bool}},
              [this](const QVariantList& a) { return write("TempComp", a[0]); }},
-            {"tempcompavailable", Verb::Get, {}, get("TempCompAvailable")},
-            {"temperature", Verb::Get, {}, get("Temperature")},
+            {"tempcompavailable", Verb::Get, {}, reading(QStringLiteral("TempCompAvailable"))},
+            {"temperature", Verb::Get, {}, reading(QStringLiteral("Temperature"))},
             {"halt", Verb::Put, {}, [this](const QVariantList&) { return invoke("Halt", {}); }},
             // The unit enforces its own travel; Move makes no range check of its own.
             {"move",

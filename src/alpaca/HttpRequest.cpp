@@ -116,31 +116,21 @@ RequestParser::Step RequestParser::advance(QByteArray& in) {
                 return s;
             break;
         }
-        case State::Body: {
-            const qsizetype n = std::min<qint64>(remaining_, in.size());
-            request_.body.append(in.constData(), n);
-            in.remove(0, n);
-            remaining_ -= n;
-            if (remaining_ > 0)
+        case State::Body:
+            if (!takeBody(in))
                 return Step::NeedMore;
             return finish();
-        }
         case State::ChunkSize:
             if (!takeLine(in, &line, 1024, &tooLong))
                 return tooLong ? fail(400, "chunk size line too long") : Step::NeedMore;
             if (const Step s = chunkSizeLine(line); s == Step::Failed)
                 return s;
             break;
-        case State::ChunkData: {
-            const qsizetype n = std::min<qint64>(remaining_, in.size());
-            request_.body.append(in.constData(), n);
-            in.remove(0, n);
-            remaining_ -= n;
-            if (remaining_ > 0)
+        case State::ChunkData:
+            if (!takeBody(in))
                 return Step::NeedMore;
             state_ = State::ChunkDataEnd;
             break;
-        }
         case State::ChunkDataEnd:
             if (!takeLine(in, &line, 2, &tooLong))
                 return tooLong ? fail(400, "chunk not followed by CR LF") : Step::NeedMore;
@@ -251,6 +241,14 @@ RequestParser::Step RequestParser::chunkSizeLine(const QByteArray& line) {
     remaining_ = size;
     state_ = State::ChunkData;
     return Step::NeedMore;
+}
+
+bool RequestParser::takeBody(QByteArray& in) {
+    const qsizetype n = std::min<qint64>(remaining_, in.size());
+    request_.body.append(in.constData(), n);
+    in.remove(0, n);
+    remaining_ -= n;
+    return remaining_ == 0;
 }
 
 RequestParser::Step RequestParser::finish() {

@@ -68,6 +68,9 @@ private:
     Step headersDone();
     Step chunkSizeLine(const QByteArray& line);
     Step finish();
+    // Moves what has come of the body (or of the current chunk) into the request; true once
+    // all of it has.
+    bool takeBody(QByteArray& in);
     // Cuts one line (without its CR LF or bare LF) from the front of `in`, if a whole one is
     // there; otherwise returns false. `cap` bounds how long a line may grow.
     bool takeLine(QByteArray& in, QByteArray* line, int cap, bool* tooLong);

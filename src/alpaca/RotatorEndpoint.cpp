@@ -46,7 +46,7 @@ protected:
                  reverse_ = a[0].toBool();
                  return Task<Reply>::ready(Reply::none());
              }},
-            {"ismoving", Verb::Get, {}, [this](const QVariantList&) { return read("IsMoving"); }},
+            {"ismoving", Verb::Get, {}, reading(QStringLiteral("IsMoving"))},
             {"position",
              Verb::Get,
              {},
@@ -59,7 +59,7 @@ protected:
              Verb::Get,
              {},
              [this](const QVariantList&) { return angle("SetPosition", reverse_); }},
-            {"stepsize", Verb::Get, {}, [this](const QVariantList&) { return read("StepSize"); }},
+            {"stepsize", Verb::Get, {}, reading(QStringLiteral("StepSize"))},
             {"halt", Verb::Put, {}, [this](const QVariantList&) { return invoke("Halt", {}); }},
             {"move", Verb::Put, position,
              [this](const QVariantList& a) {
