@@ -5,10 +5,10 @@ set -euo pipefail
 
 packages=(
     build-essential cmake ninja-build pkg-config
-    qt6-base-dev qt6-base-dev-tools qt6-serialport-dev qt6-httpserver-dev qt6-charts-dev
-    qt6-websockets-dev libgl-dev
+    qt6-base-dev qt6-base-dev-tools qt6-serialport-dev qt6-charts-dev libqt6opengl6-dev
+    libgl-dev
     libbenchmark-dev
-    xvfb xauth socat clang libclang-rt-14-dev clang-format imagemagick curl
+    clang libclang-rt-14-dev clang-format
 )
 
 missing=()
