@@ -259,8 +259,8 @@ private:
     struct Jog {
         JogAxis axis;
         int direction;
-        bool held = true;       // the button is still down
-        bool stepSent = false;  // the press's own step has gone
+        bool held = true;                   // the button is still down
+        bool stepSent = false;              // the press's own step has gone
         std::optional<qint64> waitingSince; // waiting for a fresh wrap reading since then
     };
     std::optional<Jog> jog_;

@@ -204,8 +204,8 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
     // The console decides when the program ends, not the last window.
     app->setQuitOnLastWindowClosed(false);
     auto* console = new ConsoleApp(ctx, devices, options, app);
-    ctx.setPrompt(std::make_unique<MessageBoxPrompt>(
-        [console = QPointer<ConsoleApp>(console)]() -> QWidget* {
+    ctx.setPrompt(
+        std::make_unique<MessageBoxPrompt>([console = QPointer<ConsoleApp>(console)]() -> QWidget* {
             return console ? console->promptParent() : nullptr;
         }));
     console->setTempCompDialog(

@@ -123,8 +123,9 @@ constexpr int AutomaticMode = 1;
 constexpr int ManualMode = 2;
 
 // Controls that stay usable with the port closed.
-constexpr const char* kAlwaysEnabled[] = {"txtPosition", "txtRotGOTO",  "txtRot",     "cmbFocusStep",
-                                          "optSpacing1", "optSpacing2", "udWrapLimit"};
+constexpr const char* kAlwaysEnabled[] = {"txtPosition",  "txtRotGOTO",  "txtRot",
+                                          "cmbFocusStep", "optSpacing1", "optSpacing2",
+                                          "udWrapLimit"};
 // A setting rather than a reading: it stays as bright as ever with the port closed.
 constexpr const char* kWrapLimitLabel = "lblWrapLimit";
 
