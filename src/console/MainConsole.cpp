@@ -4,6 +4,7 @@
 
 #include "tempcomp/TempCompReplies.h"
 
+#include "app/SettingsKey.h"
 #include "link/Format.h"
 #include "link/Numbers.h"
 
@@ -29,6 +30,8 @@ const QString kMustHome = QStringLiteral(
     "Warning:  You must first find the home position before moving to absolute positions.  "
     "Please press the 'HOME' button and try again.");
 const QString kPastWrapLimit = QStringLiteral("Warning:  Can not slew past wrap limit.");
+const QString kJogStepNotNumber =
+    QStringLiteral("The rotator jog step must be a number of degrees (at most 360).");
 const QString kWrapStopped =
     QStringLiteral("Wrap limit reached.  The Dorna has been stopped to protect its cables.");
 
@@ -102,8 +105,7 @@ MainConsole::MainConsole(AppContext& ctx, Role role, QObject* parent)
     retryTimer_.start();
     pollTimer_.start();
 
-    if (portOpen())
-        setLinkControls(false);
+    updateWrapLimitText();
     if (role_ == Role::Main) {
         send(wire::command(Cmd::ConsoleStart, Lead::Space));
         send(wire::command(Cmd::TempCompParams, Lead::Space));
@@ -127,7 +129,7 @@ void MainConsole::send(const QByteArray& command) {
 
 void MainConsole::sendCommand(const QByteArray& command) {
     send(command);
-    // The next poll tick gives way to a command just sent.
+    // The next poll tick gives way to a command just sent (one tick at most, see onPollTick).
     commandSent_ = true;
     commandSentTimer_.start();
 }
@@ -166,21 +168,13 @@ void MainConsole::armRetryTimer() {
 
 // --- Link -----------------------------------------------------------------------------------
 
-void MainConsole::setLinkControls(bool connectOn) {
-    if (connectEnabled_ == connectOn && disconnectEnabled_ == !connectOn)
-        return;
-    connectEnabled_ = connectOn;
-    disconnectEnabled_ = !connectOn;
-    emit linkStateChanged();
-}
-
 void MainConsole::onPortChanged(bool open) {
     // Any holder of the link may open or close the port; the controls follow it.
     if (!open) {
         linkCheckTimer_.stop();
-        jogRelease();
+        stopJog();
     }
-    setLinkControls(!open);
+    emit linkStateChanged();
 }
 
 void MainConsole::connectLink() {
@@ -193,10 +187,8 @@ void MainConsole::connectLink() {
     if (const Status failed = serial.setConnected(true)) {
         inform(failed->description, kVark, Prompt::Icon::Warning);
         serial.setConnected(false);
-        setLinkControls(true);
         return;
     }
-    setLinkControls(false);
     probeAnswered_ = false;
     linkRetries_ = 0;
     send(wire::command(Cmd::Probe, Lead::Space));
@@ -208,7 +200,6 @@ void MainConsole::disconnectLink() {
     if (serial.connected())
         serial.setConnected(false);
     linkCheckTimer_.stop();
-    setLinkControls(true);
 }
 
 void MainConsole::onLinkCheck() {
@@ -224,8 +215,7 @@ void MainConsole::onLinkCheck() {
         return;
     }
     inform(kNoAnswer, kMivel, Prompt::Icon::Warning);
-    setLinkControls(true);
-    connector_.serial().setConnected(false);
+    connector_.serial().setConnected(false); // the controls follow the port
     linkRetries_ = 0;
 }
 
@@ -248,6 +238,9 @@ void MainConsole::setThermalReaders(std::function<ThermalReaders()> readers) {
 }
 
 QByteArray MainConsole::pollCommand() const {
+    // A held rotator jog checks every step against the wrap, so the poll keeps it fresh.
+    if (jog_ && jog_->axis == JogAxis::Rotator)
+        return wire::command(Cmd::RotatorStatus, Lead::Space);
     switch (tab_) {
     case ConsoleTab::Focus:
         return wire::command(Cmd::FocusStatus, Lead::Space);
@@ -269,8 +262,15 @@ QByteArray MainConsole::pollCommand() const {
 }
 
 void MainConsole::onPollTick() {
-    if (!portOpen() || commandSent_)
+    if (!portOpen())
         return;
+    // A command just sent delays the poll by one tick, never more: the display and the wrap
+    // guard need the readings however often the user sends.
+    if (commandSent_ && !pollGaveWay_) {
+        pollGaveWay_ = true;
+        return;
+    }
+    pollGaveWay_ = false;
     const QByteArray command = pollCommand();
     if (command.isEmpty())
         return;
@@ -344,7 +344,7 @@ void MainConsole::focusHome() {
 void MainConsole::focusStop() {
     if (!requirePort())
         return;
-    jogRelease();
+    stopJog();
     sendCommand(wire::command(Cmd::FocusStop));
 }
 
@@ -398,6 +398,11 @@ void MainConsole::setSpacingUnit(int unit) {
 }
 
 void MainConsole::updateSpacing() {
+    setText(readings_.spacingUnit,
+            !readings_.focusHomed ? QString()
+            : spacingUnit_ == 0   ? QStringLiteral("mils")
+                                  : QStringLiteral("scaled"),
+            dirty_);
     QString text = QStringLiteral("GO HOME");
     if (readings_.focusHomed) {
         const double counts = double(focusPosition_) - double(idealSpacingPosition_);
@@ -446,6 +451,23 @@ std::int64_t MainConsole::wrapLimitSteps() const {
     return std::int64_t(ctx_.settings().dornaLimit) * StepsPerDegree;
 }
 
+bool MainConsole::setWrapLimitDeg(int degrees) {
+    if (degrees < 0 || degrees > WrapLimitMaxDeg)
+        return false;
+    ctx_.settings().dornaLimit = degrees;
+    // Saved where the rotator driver saves it; the settings key is never created for this.
+    writeSetting(ctx_.store(), QStringLiteral("DornaLimit"), int(SettingsStore::Type::Dword),
+                 degrees, SettingsKeyUse::OnlyIfPresent);
+    updateWrapLimitText();
+    flush();
+    return true;
+}
+
+void MainConsole::updateWrapLimitText() {
+    setText(readings_.wrapLimit, QStringLiteral("of \u00b1%1").arg(ctx_.settings().dornaLimit),
+            dirty_);
+}
+
 void MainConsole::rotatorGoto() {
     if (!requirePort())
         return;
@@ -488,7 +510,7 @@ void MainConsole::rotatorHome() {
 void MainConsole::rotatorStop() {
     if (!requirePort())
         return;
-    jogRelease();
+    stopJog();
     sendCommand(wire::command(Cmd::RotatorStep, 0));
 }
 
@@ -538,52 +560,85 @@ void MainConsole::unwrap() {
 // --- Jog (Timer1) ---------------------------------------------------------------------------
 
 void MainConsole::jogPress(JogAxis axis, int direction) {
-    jogRelease();
+    stopJog();
     if (!requirePort())
         return;
-    jog_ = Jog{axis, direction < 0 ? -1 : 1};
-    if (!jogOnce())
-        return;
+    jog_ = Jog{axis, direction < 0 ? -1 : 1, true, false, std::nullopt};
     jogTimer_.start(JogFirstDelayMs);
+    jogOnce();
 }
 
 void MainConsole::jogRelease() {
+    // A click whose one step still waits for a fresh wrap reading keeps that step.
+    if (jog_ && jog_->held && !jog_->stepSent) {
+        jog_->held = false;
+        return;
+    }
+    stopJog();
+}
+
+void MainConsole::stopJog() {
     jogTimer_.stop();
     jog_.reset();
 }
 
+bool MainConsole::wrapFresh() const {
+    return wrapReadAtMs_ && ctx_.clock().nowMs() - *wrapReadAtMs_ <= WrapFreshMs;
+}
+
 void MainConsole::onJogTick() {
     if (!jog_ || !portOpen()) {
-        jogRelease();
+        stopJog();
         return;
     }
-    if (jogTimer_.interval() != JogRepeatMs)
+    if (jog_->stepSent && jogTimer_.interval() != JogRepeatMs)
         jogTimer_.start(JogRepeatMs);
     jogOnce();
 }
 
-bool MainConsole::jogOnce() {
-    const Jog jog = *jog_;
+void MainConsole::jogOnce() {
+    Jog& jog = *jog_;
+    QByteArray command;
     if (jog.axis == JogAxis::Focus) {
-        sendCommand(wire::command(Cmd::FocusStep, std::int64_t(jog.direction) * focusJogStep()));
-        return true;
+        command = wire::command(Cmd::FocusStep, std::int64_t(jog.direction) * focusJogStep());
+    } else {
+        const auto degrees = wire::toNumber(rotatorJogText_.trimmed().toStdString());
+        if (!degrees) {
+            stopJog();
+            inform(kJogStepNotNumber, kMivel, Prompt::Icon::Warning);
+            return;
+        }
+        const std::int64_t steps =
+            jog.direction * std::int64_t(std::floor(std::min(std::fabs(*degrees), 360.0) * 200));
+        if (!wrapFresh()) {
+            // Never a step on an old wrap: wait for the poll's answer, and give up when the unit
+            // does not report its wrap at all.
+            const qint64 now = ctx_.clock().nowMs();
+            if (!jog.waitingSince) {
+                jog.waitingSince = now;
+                send(wire::command(Cmd::RotatorStatus, Lead::Space));
+                jogTimer_.start(JogRepeatMs);
+            } else if (now - *jog.waitingSince > RetryMs) {
+                stopJog();
+            }
+            return;
+        }
+        jog.waitingSince.reset();
+        if (!jogKeepsWrapInLimit(wrap_, steps, ctx_.settings().dornaLimit)) {
+            stopJog();
+            inform(kPastWrapLimit, kMivel, Prompt::Icon::Warning);
+            return;
+        }
+        rearmWrapGuard();
+        command = wire::command(Cmd::RotatorMove, steps);
     }
-    const auto degrees = wire::toNumber(rotatorJogText_.trimmed().toStdString());
-    if (!degrees) {
-        jogRelease();
-        ctx_.prompt().beep();
-        return false;
-    }
-    const std::int64_t steps =
-        jog.direction * std::int64_t(std::floor(std::min(std::fabs(*degrees), 360.0) * 200));
-    if (!withinWrapLimit(wrap_, steps, ctx_.settings().dornaLimit)) {
-        jogRelease();
-        inform(kPastWrapLimit, kMivel, Prompt::Icon::Warning);
-        return false;
-    }
-    rearmWrapGuard();
-    sendCommand(wire::command(Cmd::RotatorMove, steps));
-    return true;
+    // Jog steps do not hold the poll back: the readings keep coming while a button is held.
+    send(command);
+    const bool first = !std::exchange(jog.stepSent, true);
+    if (!jog.held)
+        stopJog();
+    else if (first && jogTimer_.interval() != JogFirstDelayMs)
+        jogTimer_.start(JogFirstDelayMs); // the repeat starts a moment after the first step
 }
 
 // --- Fan, heater and dew --------------------------------------------------------------------
@@ -796,7 +851,7 @@ void MainConsole::applyNumber(Tag tag, double value) {
             onWrap(*wrap);
         break;
     case Tag::RotatorHomed:
-        setValue(readings_.rotatorHomed, value != 0, dirty_);
+        setRotatorHomed(value != 0);
         break;
     case Tag::FocusRecord:
         onFocusRecord(value);
@@ -822,8 +877,15 @@ void MainConsole::onFocusError(int code) {
     pendingAlerts_.push_back(kFocusErrors[std::size_t(code - 1)]);
 }
 
+void MainConsole::setRotatorHomed(bool homed) {
+    setValue(readings_.rotatorHomed, homed, dirty_);
+    setText(readings_.rotatorHomedText,
+            homed ? QStringLiteral("HOMED") : QStringLiteral("NOT HOMED"), dirty_);
+}
+
 void MainConsole::onWrap(std::int32_t wrap) {
     wrap_ = wrap;
+    wrapReadAtMs_ = ctx_.clock().nowMs();
     ctx_.shared().wrapCounter = wrap;
     setText(readings_.wrap, wire::displayText(Tag::Wrap, wrap), dirty_);
     const std::int64_t limit = wrapLimitSteps();
@@ -857,7 +919,7 @@ void MainConsole::onFocusRecord(double value) {
 void MainConsole::onRotatorRecord(double value) {
     const bool odd = wire::isOddFlag(value);
     if (odd)
-        setValue(readings_.rotatorHomed, true, dirty_);
+        setRotatorHomed(true);
     ctx_.shared().rotatorRecordState = std::int16_t(odd ? (value >= 8 ? 8 : 4) : 0);
     if (!watchdog_.isSet(Flag::RecallRotator))
         setValue(readings_.recallRotator, odd, dirty_);

@@ -57,6 +57,10 @@ public:
     static constexpr qint64 ErrorMemoryMs = 15000; // Timer5
     static constexpr qint64 LinkCheckMs = 1000;    // Timer6
     static constexpr int LinkCheckRetries = 3;
+    // The oldest wrap reading a rotator jog step may be checked against: the reply to the latest
+    // poll, or to the one before it while the latest is still on its way.
+    static constexpr qint64 WrapFreshMs = 2 * PollMs;
+    static constexpr int WrapLimitMaxDeg = 2000;
 
     explicit MainConsole(AppContext& ctx, Role role = Role::Main, QObject* parent = nullptr);
     ~MainConsole() override;
@@ -68,9 +72,11 @@ public:
     ConsoleDialogs& dialogs() const { return *dialogs_; }
 
     // --- Link ------------------------------------------------------------------------------
+    // The link state is the shared port's: every window reads it from there and follows its
+    // connectedChanged signal (through linkStateChanged), so no window can disagree with it.
     bool portOpen() const;
-    bool connectEnabled() const { return connectEnabled_; }
-    bool disconnectEnabled() const { return disconnectEnabled_; }
+    bool connectEnabled() const { return !portOpen(); }
+    bool disconnectEnabled() const { return portOpen(); }
     int linkRetries() const { return linkRetries_; }
     bool probeAnswered() const { return probeAnswered_; }
     void connectLink();    // mnuConnect, "DialPhoneNumber"
@@ -128,11 +134,15 @@ public:
     std::int32_t rotatorTargetSteps() const { return rotatorTarget_; }
     std::int32_t wrapSteps() const { return wrap_; }
     bool wrapStopSent() const { return wrapStopSent_; }
+    // DornaLimit in degrees, shared with the rotator driver; 0 to 2000 are accepted and saved.
+    int wrapLimitDeg() const { return ctx_.settings().dornaLimit; }
+    bool setWrapLimitDeg(int degrees);
 
     // --- Jog (Timer1) ----------------------------------------------------------------------
     enum class JogAxis { Focus, Rotator };
     void jogPress(JogAxis axis, int direction); // direction +1 or -1
     void jogRelease();
+    void stopJog(); // at once, a click's step still waiting included
     bool jogging() const { return jog_.has_value(); }
 
     // --- Fan, heater and dew ---------------------------------------------------------------
@@ -159,7 +169,7 @@ public:
 signals:
     // The readings changed; emitted at most once per received chunk or command.
     void readingsChanged();
-    // Connected, connect/disconnect enablement changed.
+    // The shared port opened or closed (whoever did it).
     void linkStateChanged();
     // The unit's firmware loader reported a status character (:x).
     void loaderStatus(int code);
@@ -173,25 +183,27 @@ private:
     void changed() { dirty_ = true; }
     void armRetryTimer();
     void flush();
-    void setLinkControls(bool connectOn);
     void onPortChanged(bool open);
 
     void onPollTick();
     void onLinkCheck();
     void onRetry();
     void onJogTick();
-    bool jogOnce();
+    void jogOnce();
+    bool wrapFresh() const;
 
     void handleValue(std::string_view tag, std::string_view value);
     void applyNumber(wire::Tag tag, double value);
     void applyGuarded(Flag flag, int& field, int value);
     void onFocusError(int code);
     void onWrap(std::int32_t wrap);
+    void setRotatorHomed(bool homed);
     void onFocusRecord(double value);
     void onRotatorRecord(double value);
     void showTempComp(wire::Tag tag);
     void onDiagnostic(std::string_view value);
     void updateSpacing();
+    void updateWrapLimitText();
     void rearmWrapGuard() { wrapStopSent_ = false; }
     void sendUserValue(Flag flag, int& field, int value, const QByteArray& command);
     std::int64_t wrapLimitSteps() const;
@@ -218,11 +230,10 @@ private:
     Timer linkCheckTimer_;   // Timer6
 
     ConsoleTab tab_ = ConsoleTab::Focus;
-    bool connectEnabled_ = true;
-    bool disconnectEnabled_ = false;
     int linkRetries_ = 0;
     bool probeAnswered_ = false;
     bool commandSent_ = false;
+    bool pollGaveWay_ = false; // the last tick gave way to a command: the next one polls
 
     bool focusGotoRetry_ = false;
     bool rotatorGotoRetry_ = false;
@@ -237,6 +248,7 @@ private:
     std::int32_t rotatorPosition_ = 0;
     std::int32_t wrap_ = 0;
     std::optional<std::int32_t> previousWrap_;
+    std::optional<qint64> wrapReadAtMs_; // when the latest :wr arrived
     bool wrapStopSent_ = false;
     bool skyLinked_ = false;
     double rotatorOffsetDeg_ = 0;
@@ -247,6 +259,9 @@ private:
     struct Jog {
         JogAxis axis;
         int direction;
+        bool held = true;                   // the button is still down
+        bool stepSent = false;              // the press's own step has gone
+        std::optional<qint64> waitingSince; // waiting for a fresh wrap reading since then
     };
     std::optional<Jog> jog_;
 };

@@ -14,6 +14,7 @@ struct Readings {
     QString motorCurrent;                                  // :mc, amperes
     QString motorState;                                    // :mo, "ON" / "OFF"
     QString spacing = QStringLiteral("GO HOME");           // ideal mirror spacing, or "GO HOME"
+    QString spacingUnit;                                   // "mils" / "scaled"; empty unhomed
     QString focusRecordCaption = QStringLiteral("RECORD"); // "RECORD" / "RECORDED"
     bool forceMotorOff = false;                            // Check1
     bool recallFocus = false;                              // chkRecallFocus
@@ -42,6 +43,8 @@ struct Readings {
     QString rotatorRecordCaption = QStringLiteral("RECORD");
     bool recallRotator = false;
     bool rotatorHomed = false;
+    QString rotatorHomedText = QStringLiteral("NOT HOMED");
+    QString wrapLimit; // "of ±540" beside the wrap, degrees
 
     // Fourth tab: the latest diagnostic record, item by item, and the one before it.
     QStringList diagnosticItems;

@@ -11,6 +11,11 @@ bool withinWrapLimit(std::int32_t wrap, std::int64_t move, std::int32_t wrapLimi
     return std::llabs(std::int64_t(wrap) + move) <= std::int64_t(wrapLimitDeg) * StepsPerDegree;
 }
 
+bool jogKeepsWrapInLimit(std::int32_t wrap, std::int64_t move, std::int32_t wrapLimitDeg) {
+    return withinWrapLimit(wrap, move, wrapLimitDeg) ||
+           std::llabs(std::int64_t(wrap) + move) < std::llabs(std::int64_t(wrap));
+}
+
 std::optional<std::int32_t> planRotatorGoto(const RotatorGotoInput& in) {
     double raw = std::floor((in.targetDeg - in.offsetDeg) * StepsPerDegree) - in.position;
     if (std::fabs(raw) > 1e9)

@@ -27,4 +27,8 @@ std::optional<std::int32_t> planRotatorGoto(const RotatorGotoInput& in);
 // Whether a relative move keeps the wrap within the limit (both in steps, the limit in degrees).
 bool withinWrapLimit(std::int32_t wrap, std::int64_t move, std::int32_t wrapLimitDeg);
 
+// Whether a jog step may go: it keeps the wrap within the limit, or it brings a wrap that is
+// beyond the limit back towards zero.
+bool jogKeepsWrapInLimit(std::int32_t wrap, std::int64_t move, std::int32_t wrapLimitDeg);
+
 } // namespace mivel::console

@@ -2,6 +2,11 @@
 
 #include "ConsoleRig.h"
 
+#include "app/CheckRegistry.h"
+#include "app/MemorySettingsStore.h"
+#include "app/SettingsKey.h"
+
+#include <QSignalSpy>
 #include <QTest>
 
 #include <functional>
@@ -212,8 +217,44 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray(" E12500 "));
         rig.reply(":a 12900 ");
         QCOMPARE(c.readings().spacing, QStringLiteral("10.000")); // 400 x 0.025
+        QCOMPARE(c.readings().spacingUnit, QStringLiteral("mils"));
         c.setSpacingUnit(1);
         QCOMPARE(c.readings().spacing, QStringLiteral("8.160")); // 400 x 0.5 x 0.0408
+        QCOMPARE(c.readings().spacingUnit, QStringLiteral("scaled"));
+        // At the ideal position both units read the same: the unit still follows the option.
+        rig.reply(":a 12500 ");
+        QSignalSpy changed(&c, &MainConsole::readingsChanged);
+        c.setSpacingUnit(0);
+        QCOMPARE(c.readings().spacingUnit, QStringLiteral("mils"));
+        QCOMPARE(changed.count(), 1);
+    }
+
+    // The wrap limit can be set from the console: shown beside the wrap, kept for the rotator
+    // driver and saved; out of range is refused. The homed state is shown too.
+    void wrapLimitAndHomedStateAreShownAndSet() {
+        ConsoleRig rig(std::make_unique<MemorySettingsStore>());
+        checkRegistry(*rig.ctx);
+        MainConsole& c = rig.startConnected();
+        QCOMPARE(c.readings().wrapLimit, QStringLiteral("of \u00b1540"));
+        QVERIFY(c.setWrapLimitDeg(20));
+        QCOMPARE(rig.ctx->settings().dornaLimit, 20);
+        QCOMPARE(c.readings().wrapLimit, QStringLiteral("of \u00b120"));
+        QVariant stored;
+        QCOMPARE(readSetting(rig.ctx->store(), QStringLiteral("DornaLimit"), &stored), 0L);
+        QCOMPARE(stored.toInt(), 20);
+        for (int refused : {-1, 2001})
+            QVERIFY(!c.setWrapLimitDeg(refused));
+        QVERIFY(c.setWrapLimitDeg(2000));
+        QCOMPARE(rig.ctx->settings().dornaLimit, 2000);
+        QCOMPARE(rig.sent(), QByteArray()); // a setting of the console, not of the unit
+
+        QCOMPARE(c.readings().rotatorHomedText, QStringLiteral("NOT HOMED"));
+        rig.reply(":rh 1 ");
+        QCOMPARE(c.readings().rotatorHomedText, QStringLiteral("HOMED"));
+        rig.reply(":rh 0 ");
+        QCOMPARE(c.readings().rotatorHomedText, QStringLiteral("NOT HOMED"));
+        rig.reply(":rrp 5 "); // a recorded position implies home was found
+        QCOMPARE(c.readings().rotatorHomedText, QStringLiteral("HOMED"));
     }
 
     void rotatorGotoFoldsOnlyPositiveMoves_data() {
@@ -322,8 +363,81 @@ private slots:
         QVERIFY(!c.jogging());
         c.jogPress(Axis::Rotator, -1); // away from the limit
         QCOMPARE(rig.sent(), QByteArray("j-2000 "));
+        // Beyond the limit, a step back towards zero is allowed; one further out is not.
+        rig.reply(":wr 30000 ");
+        QCOMPARE(rig.sent(), QByteArray("q0 ")); // the guard's stop
+        c.jogPress(Axis::Rotator, -1);
+        QCOMPARE(rig.sent(), QByteArray("j-2000 "));
+        rig.prompt->shown.clear();
+        c.jogPress(Axis::Rotator, 1);
+        QCOMPARE(rig.sent(), QByteArray());
+        QCOMPARE(rig.prompt->texts(), QStringList{kPastLimit});
+        // A step that is not a number says so.
+        rig.prompt->shown.clear();
+        c.setRotatorJogText(QStringLiteral("ten"));
+        c.jogPress(Axis::Rotator, -1);
+        QCOMPARE(rig.sent(), QByteArray());
+        QCOMPARE(rig.prompt->texts(),
+                 QStringList{QStringLiteral(
+                     "The rotator jog step must be a number of degrees (at most 360).")});
+        QVERIFY(!c.jogging());
         // Closing the port ends a jog.
+        c.setRotatorJogText(QStringLiteral("1"));
+        c.jogPress(Axis::Rotator, -1);
+        QVERIFY(c.jogging());
         c.disconnectLink();
+        QVERIFY(!c.jogging());
+    }
+
+    // While a button is held the poll goes on, and a rotator step is checked only against a
+    // wrap the unit reported within the last two polls.
+    void heldJogKeepsThePollAndAFreshWrap() {
+        ConsoleRig rig;
+        rig.ctx->settings().dornaLimit = 100; // 20000 steps
+        MainConsole& c = rig.startConnected();
+        c.jogPress(Axis::Focus, 1);
+        rig.clock.advance(1000);
+        QCOMPARE(rig.sent().count(" Q "), 1000 / MainConsole::PollMs);
+        c.jogRelease();
+
+        // A click on an old wrap asks for the wrap first; its step follows the answer.
+        c.setRotatorJogText(QStringLiteral("10"));
+        rig.reply(":wr 1000 ");
+        rig.clock.advance(MainConsole::WrapFreshMs + 1);
+        rig.sent();
+        c.jogPress(Axis::Rotator, 1);
+        QCOMPARE(rig.sent(), QByteArray(" R "));
+        c.jogRelease();
+        rig.clock.advance(MainConsole::JogRepeatMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray());
+        rig.reply(":wr 1000 ");
+        rig.clock.advance(MainConsole::JogRepeatMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray("j2000 "));
+        QVERIFY(!c.jogging());
+
+        // Held on the focus tab: the poll asks for the rotator, and the steps stop when the
+        // answers do.
+        c.jogPress(Axis::Rotator, 1);
+        QCOMPARE(rig.sent(), QByteArray("j2000 "));
+        rig.clock.advance(MainConsole::WrapFreshMs);
+        QVERIFY(rig.sent().contains("j2000 "));
+        rig.clock.advance(MainConsole::JogRepeatMs);
+        rig.sent();
+        rig.clock.advance(MainConsole::PollMs);
+        QCOMPARE(rig.sent(), QByteArray(" R "));
+        rig.reply(":wr 5000 ");
+        rig.clock.advance(MainConsole::JogRepeatMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray("j2000 "));
+        // Up to the limit, and not a step further.
+        rig.reply(":wr 18001 ");
+        rig.clock.advance(MainConsole::JogRepeatMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray());
+        QCOMPARE(rig.prompt->texts(), QStringList{kPastLimit});
+        QVERIFY(!c.jogging());
+        // A unit that stops reporting its wrap ends the jog.
+        rig.reply(":wr 0 ");
+        c.jogPress(Axis::Rotator, 1);
+        rig.clock.advance(MainConsole::WrapFreshMs + MainConsole::RetryMs + 100);
         QVERIFY(!c.jogging());
     }
 };

@@ -52,6 +52,10 @@ private slots:
         ConsoleRig rig;
         rig.ctx->settings().port = 4;
         rig.start();
+        // Whatever a window reads when told the link changed must be what the port is.
+        std::vector<bool> seen;
+        connect(rig.console.get(), &MainConsole::linkStateChanged, this,
+                [&] { seen.push_back(rig.console->portOpen()); });
         rig.console->connectLink();
         QCOMPARE(rig.ctx->hub().serial()->port(), qint16(4));
         QVERIFY(rig.showsConnected());
@@ -67,6 +71,7 @@ private slots:
         QCOMPARE(rig.prompt->shown[0].title, QStringLiteral("Mivel"));
         QVERIFY(!rig.console->portOpen());
         QVERIFY(rig.showsDisconnected());
+        QCOMPARE(seen, (std::vector<bool>{true, false}));
         rig.sent();
         rig.clock.advance(5000);
         QCOMPARE(rig.sent(), QByteArray()); // nothing polls a closed port

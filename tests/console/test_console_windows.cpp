@@ -5,12 +5,14 @@
 
 #include "console/ui/ConsoleApp.h"
 #include "console/ui/MainWindow.h"
+#include "console/ui/MessageBoxPrompt.h"
 #include "console/ui/MiniConsoleWindow.h"
 #include "console/ui/SetupWindows.h"
 #include "console/ui/WrapWindows.h"
 
 #include "app/CheckRegistry.h"
 #include "app/MemorySettingsStore.h"
+#include "app/SettingsKey.h"
 #include "drivers/DriverSet.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -21,6 +23,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
@@ -179,6 +182,136 @@ private slots:
         QVERIFY(!gotoButton->isEnabled());
         QVERIFY(rig.action("mnuConnect")->isEnabled());
         QCOMPARE(rig.text(w.statusBar(), "lblLink"), QStringLiteral("Not connected"));
+    }
+
+    // A held jog button: the display keeps updating and the rotator stops at the wrap limit.
+    void heldRotatorJogStopsAtTheWrapLimit() {
+        WindowRig rig;
+        MainWindow& w = rig.main();
+        rig.connectToUnit();
+        rig.showTab(&w, 2);
+        QCOMPARE(rig.text(&w, "lblWrap"), QStringLiteral("9.0"));
+        auto* limit = rig.find<QSpinBox>(&w, "udWrapLimit");
+        QCOMPARE(limit->value(), 540);
+        limit->setValue(20);
+        QCOMPARE(rig.ctx->settings().dornaLimit, 20);
+        QCOMPARE(rig.text(&w, "lblWrapLimit"), QStringLiteral("of \u00b120"));
+        QCOMPARE(rig.text(&w, "lblRotHomed"), QStringLiteral("HOMED"));
+        rig.find<QLineEdit>(&w, "txtRot")->setText(QStringLiteral("5"));
+        auto* cw = rig.find<QPushButton>(&w, "cmdRotCW");
+        QTest::mousePress(cw, Qt::LeftButton);
+        rig.run(1000);
+        const double afterOneSecond = rig.text(&w, "lblWrap").toDouble();
+        QVERIFY2(afterOneSecond > 12, qPrintable(rig.text(&w, "lblWrap"))); // 6 degrees a second
+        rig.run(5000);
+        QTest::mouseRelease(cw, Qt::LeftButton);
+        rig.run(500);
+        QVERIFY(!rig.unit.rotatorMoving());
+        // Within what the rotator turns between two polls of the limit.
+        const double wrapDeg = rig.unit.wrap() / 200.0;
+        QVERIFY2(wrapDeg <= 20 + 2 * 0.25 * 6, qPrintable(QString::number(wrapDeg)));
+        QVERIFY2(wrapDeg >= 15, qPrintable(QString::number(wrapDeg)));
+        QCOMPARE(rig.text(&w, "lblWrap"), QString::number(wrapDeg, 'f', 1));
+        QVERIFY(rig.prompt->texts().contains(
+            QStringLiteral("Warning:  Can not slew past wrap limit.")));
+        // The step back is allowed from beyond the limit.
+        rig.prompt->shown.clear();
+        auto* ccw = rig.find<QPushButton>(&w, "cmdRotCCW");
+        QTest::mousePress(ccw, Qt::LeftButton);
+        QTest::mouseRelease(ccw, Qt::LeftButton);
+        rig.run(2000);
+        QVERIFY(rig.prompt->shown.empty());
+        QVERIFY(rig.unit.wrap() / 200.0 < wrapDeg - 4);
+    }
+
+    // A unit that never answers: after the warning the port is closed, and every console says
+    // so and offers nothing but Connect. The last readings are greyed, not shown as live.
+    void silentUnitLeavesEveryWindowDisconnected() {
+        WindowRig rig;
+        MainWindow& w = rig.main();
+        rig.connectToUnit();
+        rig.app->showMiniConsole();
+        MiniConsoleWindow* mini = rig.app->miniConsole();
+        auto* actual = rig.find<QLabel>(&w, "lblActual");
+        QVERIFY(actual->isEnabled());
+        rig.action("HangUpPhone")->trigger();
+        QVERIFY(!actual->isEnabled());
+        QCOMPARE(actual->text(), QStringLiteral("12500"));
+        QVERIFY(!rig.find(mini, "lblActual")->isEnabled());
+
+        rig.unit.setSilent(true);
+        rig.action("DialPhoneNumber")->trigger();
+        rig.settle();
+        QCOMPARE(rig.text(w.statusBar(), "lblLink").left(10), QStringLiteral("Connected:"));
+        QVERIFY(rig.find(mini, "cmdDisconnect")->isEnabled());
+        rig.run(4500);
+        QCOMPARE(rig.prompt->texts(),
+                 QStringList{QStringLiteral("Warning:  Unable to communicate with controller.")});
+        QVERIFY(!rig.ctx->hub().serial()->connected());
+        QCOMPARE(rig.text(w.statusBar(), "lblLink"), QStringLiteral("Not connected"));
+        for (QWidget* window : {static_cast<QWidget*>(&w), static_cast<QWidget*>(mini)}) {
+            QVERIFY(!rig.find(window, "cmdGoto")->isEnabled());
+            QVERIFY(!rig.find(window, "cmdRotCW")->isEnabled());
+            QVERIFY(!rig.find(window, "lblActual")->isEnabled());
+        }
+        QVERIFY(rig.find(mini, "cmdConnect")->isEnabled());
+        QVERIFY(!rig.find(mini, "cmdDisconnect")->isEnabled());
+        QVERIFY(rig.action("DialPhoneNumber")->isEnabled());
+        QVERIFY(!rig.action("HangUpPhone")->isEnabled());
+        QVERIFY(!rig.action("mnuGoto")->isEnabled());
+        shoot(&w, QStringLiteral("main-console-disconnected"));
+    }
+
+    // A message box raised while no window is active (a timer's, a reply's) opens over the
+    // console; at night its icon is red like everything else, and night vision is kept.
+    void messageBoxesOverTheirWindowAndRedAtNight() {
+        WindowRig rig;
+        MainWindow& w = rig.main();
+        auto* steps = rig.find<QComboBox>(&w, "cmbFocusStep");
+        QCOMPARE(steps->itemText(0), QStringLiteral("1 count"));
+        QCOMPARE(steps->itemText(1), QStringLiteral("5 counts"));
+
+        MessageBoxPrompt prompt([&rig] { return rig.app->promptParent(); });
+        rig.app->setNightVision(true);
+        QApplication::setActiveWindow(nullptr);
+        QVERIFY(!QApplication::activeWindow());
+        QWidget* parent = nullptr;
+        QImage icon;
+        QTimer::singleShot(0, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            parent = box->parentWidget();
+            icon = box->iconPixmap().toImage();
+            box->done(QMessageBox::Ok);
+        });
+        prompt.inform(QStringLiteral("Wrap limit reached."), QStringLiteral("Mivel"),
+                      Prompt::Icon::Warning);
+        QCOMPARE(parent, &w);
+        QVERIFY(!icon.isNull());
+        int lit = 0;
+        for (int y = 0; y < icon.height(); ++y)
+            for (int x = 0; x < icon.width(); ++x) {
+                const QColor c = icon.pixelColor(x, y);
+                if (c.alpha() == 0)
+                    continue;
+                QVERIFY2(c.green() <= c.red() / 4 && c.blue() <= c.red() / 4, qPrintable(c.name()));
+                lit += c.red() > 64;
+            }
+        QVERIFY(lit > 0);
+
+        // The next start comes up in night vision, and turning it off is kept too.
+        QVariant stored;
+        QCOMPARE(readSetting(rig.ctx->store(), QStringLiteral("NightVision"), &stored), 0L);
+        QCOMPARE(stored.toInt(), 1);
+        rig.app = std::make_unique<ConsoleApp>(*rig.ctx, &rig.devices);
+        QVERIFY(rig.app->nightVision());
+        rig.app->showMainConsole();
+        QVERIFY(rig.action("mnuNight")->isChecked());
+        rig.action("mnuNight")->trigger();
+        QVERIFY(!rig.app->nightVision());
+        QCOMPARE(readSetting(rig.ctx->store(), QStringLiteral("NightVision"), &stored), 0L);
+        QCOMPARE(stored.toInt(), 0);
     }
 
     void dialogsThroughTheirWidgets() {

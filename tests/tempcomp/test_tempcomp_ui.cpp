@@ -61,6 +61,19 @@ private slots:
         QCOMPARE(shown->text(), QStringLiteral("2.5"));
         QCOMPARE(child<QSpinBox>(view, "UpDown1")->value(), 4);
 
+        // Typed key by key, the coefficient keeps every key: the field is not rewritten under
+        // the user's fingers.
+        coefficient->setFocus();
+        coefficient->selectAll();
+        QTest::keyClicks(coefficient, QStringLiteral("12.3"));
+        QCOMPARE(coefficient->text(), QStringLiteral("12.3"));
+        QCOMPARE(view.logic().coefficientTenths(), 123);
+        QTest::keyClick(coefficient, Qt::Key_Backspace);
+        QTest::keyClick(coefficient, Qt::Key_Backspace);
+        QCOMPARE(coefficient->text(), QStringLiteral("12"));
+        QTest::keyClicks(coefficient, QStringLiteral(".7"));
+        QCOMPARE(view.logic().coefficientTenths(), 127);
+
         coefficient->setValue(1.8);
         QCOMPARE(view.logic().coefficientTenths(), 18);
         child<QRadioButton>(view, "optC")->setChecked(true);

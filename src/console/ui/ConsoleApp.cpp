@@ -10,10 +10,23 @@
 #include "WrapWindows.h"
 
 #include "app/CheckRegistry.h"
+#include "app/SettingsKey.h"
 
 #include <QApplication>
 
 namespace mivel::console {
+namespace {
+
+// The console's own value beside the driver settings: the night theme, kept between runs.
+const QString kNightVisionValue = QStringLiteral("NightVision");
+
+bool storedNightVision(SettingsStore& store) {
+    QVariant value;
+    return readSetting(store, kNightVisionValue, &value) == SettingsStore::Success &&
+           settingNumber(value).value_or(0) != 0;
+}
+
+} // namespace
 
 // The small windows of a console window.
 class WindowDialogs final : public ConsoleDialogs {
@@ -49,7 +62,8 @@ ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* devices, ConsoleOptions 
     , ctx_(ctx)
     , options_(std::move(options))
     , lifetime_(devices, ctx.clock()) {
-    setNightVision(options_.nightVision); // the console's look
+    options_.nightVision = options_.nightVision || storedNightVision(ctx.store());
+    applyTheme(); // the console's look
     connect(&lifetime_, &ConsoleLifetime::quitRequested, this, [this] {
         if (Serial* serial = ctx_.hub().serial())
             serial->setConnected(false);
@@ -160,9 +174,23 @@ void ConsoleApp::showRotatorIndicator() {
 }
 
 void ConsoleApp::setNightVision(bool on) {
+    if (on == options_.nightVision)
+        return;
     options_.nightVision = on;
+    applyTheme();
+    writeSetting(ctx_.store(), kNightVisionValue, int(SettingsStore::Type::Dword), on ? 1 : 0);
+}
+
+void ConsoleApp::applyTheme() {
     if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance()))
-        applyConsoleTheme(*app, on);
+        applyConsoleTheme(*app, options_.nightVision);
+}
+
+QWidget* ConsoleApp::promptParent() const {
+    for (QWidget* w : {static_cast<QWidget*>(main_.data()), static_cast<QWidget*>(mini_.data())})
+        if (w && w->isVisible())
+            return w;
+    return nullptr;
 }
 
 std::unique_ptr<ConsoleDialogs> ConsoleApp::makeDialogs(QWidget* parent) {
@@ -173,10 +201,13 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
     auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
     if (!app)
         return false;
-    ctx.setPrompt(std::make_unique<MessageBoxPrompt>());
     // The console decides when the program ends, not the last window.
     app->setQuitOnLastWindowClosed(false);
     auto* console = new ConsoleApp(ctx, devices, options, app);
+    ctx.setPrompt(
+        std::make_unique<MessageBoxPrompt>([console = QPointer<ConsoleApp>(console)]() -> QWidget* {
+            return console ? console->promptParent() : nullptr;
+        }));
     console->setTempCompDialog(
         [&ctx](QWidget* parent) { tempcomp::runTempCompDialog(ctx, parent); });
     console->setCalibrationWindow(

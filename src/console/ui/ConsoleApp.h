@@ -50,7 +50,10 @@ public:
     void showAbout(QWidget* parent);
     void showRotatorIndicator();
     bool nightVision() const { return options_.nightVision; }
+    // Night vision is kept in the settings for the next start.
     void setNightVision(bool on);
+    // The window a message box opens over when no window is active: a console that is shown.
+    QWidget* promptParent() const;
 
     // The temperature compensation dialog, once it exists: the consoles' compensation button
     // opens it (modal) and stays disabled until then.
@@ -82,6 +85,7 @@ signals:
 private:
     friend class WindowDialogs;
     void linkPeers();
+    void applyTheme();
 
     AppContext& ctx_;
     ConsoleOptions options_;

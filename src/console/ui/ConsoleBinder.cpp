@@ -37,6 +37,9 @@ constexpr TextBinding kTexts[] = {
     {"lblRotActual", &Readings::rotatorActual},
     {"lblRotTarget", &Readings::rotatorTarget},
     {"lblWrap", &Readings::wrap},
+    {"lblWrapLimit", &Readings::wrapLimit},
+    {"lblRotHomed", &Readings::rotatorHomedText},
+    {"lblSpacingUnit", &Readings::spacingUnit},
     {"lblMivelTemp", &Readings::electronicsStatus},
     {"lblAmbTemp", &Readings::ambientStatus},
     {"cmdRecordFocus", &Readings::focusRecordCaption},
@@ -121,7 +124,10 @@ constexpr int ManualMode = 2;
 
 // Controls that stay usable with the port closed.
 constexpr const char* kAlwaysEnabled[] = {"txtPosition",  "txtRotGOTO",  "txtRot",
-                                          "cmbFocusStep", "optSpacing1", "optSpacing2"};
+                                          "cmbFocusStep", "optSpacing1", "optSpacing2",
+                                          "udWrapLimit"};
+// A setting rather than a reading: it stays as bright as ever with the port closed.
+constexpr const char* kWrapLimitLabel = "lblWrapLimit";
 
 void setIfChanged(QSpinBox* spin, int value) {
     if (spin->value() != value) {
@@ -191,6 +197,13 @@ void ConsoleBinder::bindSpinners() {
         connect(gain->findChild<QLineEdit*>(), &QLineEdit::textEdited, &console_,
                 [this] { console_.beginEdit(Flag::FanGain); });
     }
+    if (auto* wrapLimit = find<QSpinBox>("udWrapLimit")) {
+        wrapLimit->setRange(0, MainConsole::WrapLimitMaxDeg);
+        wrapLimit->setValue(console_.wrapLimitDeg());
+        wrapLimit->setKeyboardTracking(false);
+        connect(wrapLimit, &QSpinBox::valueChanged, &console_,
+                [this](int degrees) { console_.setWrapLimitDeg(degrees); });
+    }
     if (auto* limits = find<QSpinBox>("udLimits")) {
         limits->setKeyboardTracking(false);
         connect(limits, &QSpinBox::valueChanged, &console_, &MainConsole::setLimits);
@@ -235,7 +248,7 @@ void ConsoleBinder::bindInputs() {
     if (auto* steps = find<QComboBox>("cmbFocusStep")) {
         steps->clear();
         for (int s : MainConsole::focusJogSteps())
-            steps->addItem(QStringLiteral("%1 counts").arg(s));
+            steps->addItem(s == 1 ? QStringLiteral("1 count") : QStringLiteral("%1 counts").arg(s));
         const auto jog = MainConsole::focusJogSteps();
         const auto at = std::find(jog.begin(), jog.end(), console_.focusJogStep());
         steps->setCurrentIndex(int(at - jog.begin()));
@@ -291,10 +304,8 @@ void ConsoleBinder::refresh() {
             b->setChecked(!automatic);
         }
     }
-    if (auto* unit = find<QLabel>("lblSpacingUnit"))
-        unit->setText(!r.focusHomed                 ? QString()
-                      : console_.spacingUnit() == 0 ? QStringLiteral("mils")
-                                                    : QStringLiteral("scaled"));
+    if (auto* wrapLimit = find<QSpinBox>("udWrapLimit"); wrapLimit && !wrapLimit->hasFocus())
+        setIfChanged(wrapLimit, console_.wrapLimitDeg());
     if (auto* table = find<QTableWidget>("tblDiagnostic")) {
         const QStringList& names = DiagnosticFile::fieldNames();
         for (int row = 0; row < table->rowCount() && row < names.size() - 1; ++row) {
@@ -319,6 +330,10 @@ void ConsoleBinder::refreshLink() {
         if (w && !always(w->objectName()) && w->isEnabled() != on)
             w->setEnabled(on);
     };
+    // Readings of a closed port are the last ones the unit sent, not live: they are greyed.
+    for (const auto& t : kTexts)
+        if (auto* label = find<QLabel>(t.name); label && qstrcmp(t.name, kWrapLimitLabel) != 0)
+            setEnabled(label, open);
     for (const auto& b : kButtons)
         setEnabled(find<QWidget>(b.name), open);
     for (const auto& j : kJogs)

@@ -133,7 +133,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         writeSetting(ctx.store(), QStringLiteral("FocusStep"), Dword, s.focusStep,
                      SettingsKeyUse::OnlyIfPresent);
     }
-    console_->jogRelease();
+    console_->stopJog();
     emit closed();
     QMainWindow::closeEvent(event);
 }

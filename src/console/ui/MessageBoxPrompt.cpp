@@ -1,5 +1,7 @@
 #include "MessageBoxPrompt.h"
 
+#include "NightTheme.h"
+
 #include <QApplication>
 #include <QMessageBox>
 
@@ -51,10 +53,20 @@ Prompt::Answer answerOf(int button) {
 
 } // namespace
 
+QWidget* MessageBoxPrompt::parentFor() const {
+    if (QWidget* modal = QApplication::activeModalWidget())
+        return modal;
+    if (QWidget* active = QApplication::activeWindow())
+        return active;
+    return fallbackParent_ ? fallbackParent_() : nullptr;
+}
+
 Prompt::Answer MessageBoxPrompt::ask(const QString& text, const QString& title, Icon icon,
                                      Buttons buttons) {
-    QMessageBox box(boxIcon(icon), title, text, boxButtons(buttons), QApplication::activeWindow());
+    QMessageBox box(boxIcon(icon), title, text, boxButtons(buttons), parentFor());
     box.setObjectName(QStringLiteral("promptBox"));
+    if (nightVisionOn() && !box.iconPixmap().isNull())
+        box.setIconPixmap(nightRed(box.iconPixmap()));
     if (buttons == Buttons::OkCancel)
         box.setDefaultButton(QMessageBox::Ok);
     return answerOf(box.exec());

@@ -41,7 +41,7 @@ void MiniConsoleWindow::closeEvent(QCloseEvent* event) {
         writeSetting(ctx.store(), QStringLiteral("MiniPosY"), Dword, s.miniPosY,
                      SettingsKeyUse::OnlyIfPresent);
     }
-    console_->jogRelease();
+    console_->stopJog();
     emit closed();
     QWidget::closeEvent(event);
 }

@@ -1,6 +1,7 @@
 #include "NightTheme.h"
 
 #include <QApplication>
+#include <QImage>
 #include <QPalette>
 #include <QStyle>
 
@@ -28,16 +29,51 @@ QString styleSheet(const Colours& c) {
                "QLabel[role=\"unit\"] { color: %2; }"
                "QLabel[role=\"warning\"] { font-size: 12pt; font-weight: bold; color: %1; }"
                "QLabel[role=\"status\"] { font-family: 'DejaVu Sans Mono', monospace; }"
+               // A reading of a closed port is the last one the unit sent, not a live one.
+               "QLabel[role=\"reading\"]:disabled, QLabel[role=\"bigReading\"]:disabled "
+               "{ color: %2; }"
                "QPushButton[role=\"stop\"] { background: %3; font-weight: bold; }"
                "QPushButton[role=\"stop\"]:disabled { background: %4; }"
-               "QGroupBox { font-weight: bold; }")
-        .arg(c.reading.name(), c.dim.name(), c.stop.name(), c.button.name());
+               "QGroupBox { font-weight: bold; }"
+               // Fusion draws the indicators' frames darker than the window: invisible here.
+               "QCheckBox::indicator, QRadioButton::indicator { width: 12px; height: 12px; "
+               "border: 1px solid %5; background: %6; }"
+               "QRadioButton::indicator { border-radius: 7px; }"
+               "QCheckBox::indicator:checked { background: %7; }"
+               "QRadioButton::indicator:checked { background: qradialgradient(cx:0.5, cy:0.5, "
+               "radius:0.5, fx:0.5, fy:0.5, stop:0 %7, stop:0.5 %7, stop:0.6 %6, stop:1 %6); }"
+               "QCheckBox::indicator:hover, QRadioButton::indicator:hover { border-color: %7; }"
+               "QCheckBox::indicator:disabled, QRadioButton::indicator:disabled "
+               "{ border-color: %2; }")
+        .arg(c.reading.name(), c.dim.name(), c.stop.name(), c.button.name(), c.text.name(),
+             c.base.name(), c.accent.name());
 }
 
 } // namespace
 
+bool nightVisionOn() {
+    return qApp && qApp->property("mivelNightVision").toBool();
+}
+
+QPixmap nightRed(const QPixmap& picture) {
+    QImage image = picture.toImage().convertToFormat(QImage::Format_ARGB32);
+    const QColor red = kRed.reading;
+    for (int y = 0; y < image.height(); ++y) {
+        auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            const int grey = qGray(line[x]);
+            line[x] = qRgba(red.red() * grey / 255, red.green() * grey / 255,
+                            red.blue() * grey / 255, qAlpha(line[x]));
+        }
+    }
+    QPixmap result = QPixmap::fromImage(image);
+    result.setDevicePixelRatio(picture.devicePixelRatio());
+    return result;
+}
+
 void applyConsoleTheme(QApplication& app, bool nightVision) {
     const Colours& c = nightVision ? kRed : kDark;
+    app.setProperty("mivelNightVision", nightVision);
     // Fusion draws the palette faithfully on every platform; it is set once, since a new style
     // would drop what the style sheet has already polished.
     if (app.style()->name().compare(QStringLiteral("fusion"), Qt::CaseInsensitive) != 0)

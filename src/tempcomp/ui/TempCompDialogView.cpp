@@ -46,8 +46,12 @@ void TempCompDialogView::refresh() {
     updating_ = true;
     QRadioButton* modes[] = {ui_->optTempComp_0, ui_->optTempComp_1, ui_->optTempComp_2};
     modes[logic_.selectedMode()]->setChecked(true);
-    ui_->UpDown2->setValue(logic_.coefficientTenths() / 10.0);
-    ui_->UpDown1->setValue(logic_.threshold());
+    // A spin box given the value it already holds rewrites its text: "12." would become
+    // "12.0" under the user's fingers. Only what differs is set.
+    if (std::lround(ui_->UpDown2->value() * 10) != logic_.coefficientTenths())
+        ui_->UpDown2->setValue(logic_.coefficientTenths() / 10.0);
+    if (ui_->UpDown1->value() != logic_.threshold())
+        ui_->UpDown1->setValue(logic_.threshold());
     ui_->optF->setChecked(logic_.showsFahrenheit());
     ui_->optC->setChecked(!logic_.showsFahrenheit());
     ui_->lblTCCoef->setText(logic_.coefficientText());
