@@ -26,7 +26,9 @@ struct MemberInfo {
     Kind kind;
     bool readable;         // property get
     bool writable;         // property let
-    QMetaType::Type type;  // value type of the property, or of the method's argument
+    // Value type of the property, or of the method's argument. QVariant: the member takes any
+    // value and judges it itself ("not numeric" is its own error, not the transport's).
+    QMetaType::Type type;
     const char* parameter; // the method's argument name ("Position", "Angle"), or nullptr
 };
 
