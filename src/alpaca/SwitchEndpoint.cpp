@@ -33,8 +33,8 @@ constexpr double CelsiusStep = 1.0 / 180.0;
 
 // Ids are positions in this table.
 constexpr std::array<SwitchDef, 13> Switches{{
-    {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1,
-     true, false},
+    {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true,
+     false},
     {"FanSpeed", "Fan power", "Fan power in percent, set in manual fan mode", 0, 100, 1, true,
      false},
     {"FanDeadband", "Fan dead band",
@@ -172,7 +172,8 @@ private:
         Reply r = co_await read(s.member);
         if (!r.value.isDouble())
             co_return r;
-        const double v = s.fahrenheit ? celsiusFromFahrenheit(r.value.toDouble()) : r.value.toDouble();
+        const double v =
+            s.fahrenheit ? celsiusFromFahrenheit(r.value.toDouble()) : r.value.toDouble();
         r.value = asState ? QJsonValue(v > s.min) : QJsonValue(v);
         co_return r;
     }

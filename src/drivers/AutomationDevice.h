@@ -24,8 +24,8 @@ struct MemberInfo {
     enum class Kind { Property, Method };
     const char* name; // as the object names it: "Position", "TempCompCoefficient", "Move"
     Kind kind;
-    bool readable;         // property get
-    bool writable;         // property let
+    bool readable; // property get
+    bool writable; // property let
     // Value type of the property, or of the method's argument. QVariant: the member takes any
     // value and judges it itself ("not numeric" is its own error, not the transport's).
     QMetaType::Type type;

@@ -91,7 +91,7 @@ constexpr std::array kCommands{
 template <class Real> QString fixedText(Real value) {
     if (value == 0 || !std::isfinite(value))
         return QStringLiteral("0"); // also no "-0"
-    char buf[400]; // a double's largest fixed form has 309 digits before the point
+    char buf[400];                  // a double's largest fixed form has 309 digits before the point
     const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed);
     return QString::fromLatin1(buf, r.ptr - buf);
 }

@@ -187,9 +187,9 @@ private slots:
                  "401 PosPositionLimit must be numeric.");
         QCOMPARE(outcome("/api/v1/rotator/0/wraplimit", "WrapLimit=far"),
                  "401 Illegal wrap limit value.");
-        QCOMPARE(outcome("/api/v1/switch/0/secondaryheatersetpoint",
-                         "SecondaryHeaterSetpoint=0.00001"),
-                 "0");
+        QCOMPARE(
+            outcome("/api/v1/switch/0/secondaryheatersetpoint", "SecondaryHeaterSetpoint=0.00001"),
+            "0");
         QCOMPARE(outcome("/api/v1/switch/0/fanmode", "FanMode=2"), "0");
         QCOMPARE(outcome("/api/v1/switch/0/fanspeed", "FanSpeed=50"),
                  "40b Fan Mode is not Manual.");

@@ -95,12 +95,12 @@ void ProtocolTest::commandBytes_data() {
     // No exponent and no plus sign ever reach the unit, however small, large or typed.
     QTest::newRow("small set point")
         << command(Cmd::HeaterSetPoint, decimalText(0.00001)) << QByteArray("P0.00001 ");
-    QTest::newRow("small tenths")
-        << command(Cmd::FanDeadBand, decimalText(1e-6f * 10), Lead::Space) << QByteArray(" O0.00001 ");
+    QTest::newRow("small tenths") << command(Cmd::FanDeadBand, decimalText(1e-6f * 10), Lead::Space)
+                                  << QByteArray(" O0.00001 ");
     QTest::newRow("large value") << command(Cmd::HeaterSetPoint, decimalText(12345678.0))
                                  << QByteArray("P12345678 ");
-    QTest::newRow("negative zero") << command(Cmd::HeaterSetPoint, decimalText(-0.0))
-                                   << QByteArray("P0 ");
+    QTest::newRow("negative zero")
+        << command(Cmd::HeaterSetPoint, decimalText(-0.0)) << QByteArray("P0 ");
     QTest::newRow("typed exponent") << command(Cmd::MotorPGain, "2.5E-3") << QByteArray("p0.0025 ");
     QTest::newRow("typed plus") << command(Cmd::Deadband, "+3") << QByteArray("Y3 ");
     QTest::newRow("typed decimals kept")
