@@ -89,9 +89,7 @@ void DeviceEndpoint::buildRoutes() {
     routes_ = commonRoutes();
     for (Route& r : standardRoutes())
         routes_.push_back(std::move(r));
-    QStringList taken = mappedMembers();
-    taken << Connected;
-    for (Route& r : extraRoutes(taken))
+    for (Route& r : extraRoutes())
         routes_.push_back(std::move(r));
 }
 
@@ -143,14 +141,14 @@ std::vector<Route> DeviceEndpoint::commonRoutes() {
     };
 }
 
-std::vector<Route> DeviceEndpoint::extraRoutes(const QStringList& taken) {
+std::vector<Route> DeviceEndpoint::extraRoutes() {
     std::vector<Route> out;
     for (const MemberInfo& m : device().members()) {
         const QString name = QString::fromLatin1(m.name);
         const QString path = name.toLower();
         const bool servedAlready = std::any_of(routes_.begin(), routes_.end(),
                                                [&](const Route& r) { return r.path == path; });
-        if (taken.contains(name, Qt::CaseInsensitive) || servedAlready)
+        if (servedAlready)
             continue;
         extras_ << name;
         if (m.kind == MemberInfo::Kind::Method) {

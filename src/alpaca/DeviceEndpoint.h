@@ -42,10 +42,16 @@ struct DeviceIdentity {
     int interfaceVersion;
 };
 
+// The unit reports temperatures in degrees Fahrenheit; the Alpaca interfaces ask for Celsius.
+inline double celsiusFromFahrenheit(double fahrenheit) {
+    return (fahrenheit - 32.0) * 5.0 / 9.0;
+}
+
 // One driver object served as an Alpaca device: the common members every device has, the
-// standard members of its interface mapped onto the object's members, and every other member of
-// the object under its own lower-case name. The routes are built when a client first addresses
-// the device, which is also when the object is created.
+// standard members of its interface mapped onto the object's members, and every member of the
+// object under its own lower-case name too, unless a common or standard member already has that
+// name. The routes are built when a client first addresses the device, which is also when the
+// object is created.
 class DeviceEndpoint {
 public:
     DeviceEndpoint(DeviceProvider& provider, DeviceIdentity identity);
@@ -59,7 +65,7 @@ public:
     // The route for a member; *route is set when Found.
     Lookup find(const QString& path, Verb verb, const Route** route);
 
-    // The object's members that the standard interface lacks (the supported actions).
+    // The object's members served under their own names (the supported actions).
     QStringList extraMembers();
     // Whether a client has linked the object; false before the object exists.
     bool linked() const;
@@ -69,10 +75,9 @@ public:
     Task<std::vector<std::pair<QString, QString>>> readAll();
 
 protected:
-    // Standard members of the interface, and the object's members they stand for (which are
-    // therefore not served again under their own names).
+    // Standard members of the interface. An object's member of the same name is reached
+    // through the standard one only.
     virtual std::vector<Route> standardRoutes() = 0;
-    virtual QStringList mappedMembers() const = 0;
     // The operational values of the device for devicestate, in the API's names.
     virtual Task<Reply> deviceState() = 0;
 
@@ -97,7 +102,7 @@ protected:
 private:
     void buildRoutes();
     std::vector<Route> commonRoutes();
-    std::vector<Route> extraRoutes(const QStringList& taken);
+    std::vector<Route> extraRoutes();
     Task<Reply> action(QString name, QString parameters);
     Task<Reply> connectInBackground();
     Reply connecting();

@@ -27,7 +27,10 @@ protected:
              {{"TempComp", T::Bool}},
              [this](const QVariantList& a) { return write("TempComp", a[0]); }},
             {"tempcompavailable", Verb::Get, {}, reading(QStringLiteral("TempCompAvailable"))},
-            {"temperature", Verb::Get, {}, reading(QStringLiteral("Temperature"))},
+            {"temperature",
+             Verb::Get,
+             {},
+             [this](const QVariantList&) { return temperatureCelsius(); }},
             {"halt", Verb::Put, {}, [this](const QVariantList&) { return invoke("Halt", {}); }},
             // The unit enforces its own travel; Move makes no range check of its own.
             {"move",
@@ -37,17 +40,25 @@ protected:
         };
     }
 
-    QStringList mappedMembers() const override {
-        return {"absolute", "IsMoving",          "MaxIncrement", "MaxStep", "Position", "StepSize",
-                "TempComp", "TempCompAvailable", "Temperature",  "Halt",    "Move"};
-    }
-
     Task<Reply> deviceState() override {
         return collectState({
             {"IsMoving", [this] { return read("IsMoving"); }},
             {"Position", [this] { return read("Position"); }},
-            {"Temperature", [this] { return read("Temperature"); }},
+            {"Temperature", [this] { return temperatureCelsius(); }},
         });
+    }
+
+private:
+    // The object's temperature is in degrees Fahrenheit, and empty until the unit has reported
+    // one; the interface's is in Celsius, and an error while it is not known.
+    Task<Reply> temperatureCelsius() {
+        Reply r = co_await read(QStringLiteral("Temperature"));
+        if (r.ok() && r.value.isUndefined())
+            co_return Reply::failure(ValueNotSet,
+                                     QStringLiteral("The unit has not reported a temperature yet"));
+        if (r.value.isDouble())
+            r.value = celsiusFromFahrenheit(r.value.toDouble());
+        co_return r;
     }
 };
 

@@ -81,11 +81,6 @@ protected:
         };
     }
 
-    QStringList mappedMembers() const override {
-        return {"IsMoving", "Position", "SetPosition",  "StepSize",
-                "Halt",     "Move",     "MoveAbsolute", "ResetPosition"};
-    }
-
     Task<Reply> deviceState() override {
         return collectState({
             {"IsMoving", [this] { return read("IsMoving"); }},

@@ -1,6 +1,7 @@
 // switch/0: the temperature object as an ISwitchV3 device. The fan, heater and dew controls are
 // writable switches with the ranges and steps the object accepts; the four temperatures are
-// read-only switches. Every other member (raw readings, units) is served under its own name.
+// read-only switches, in degrees Celsius as the interface expects. Every member of the object is
+// also served under its own name, with the object's own values (the unit's Fahrenheit readings).
 
 #include "DeviceEndpoint.h"
 
@@ -23,34 +24,45 @@ struct SwitchDef {
     double max;
     double step;
     bool writable;
+    bool fahrenheit; // the member reads degrees Fahrenheit; the switch shows Celsius
 };
+
+// The unit reports temperatures in hundredths of a degree Fahrenheit: a step of 1/180 degree
+// Celsius. The range is -148 to 302 degrees Fahrenheit.
+constexpr double CelsiusStep = 1.0 / 180.0;
 
 // Ids are positions in this table.
 constexpr std::array<SwitchDef, 13> Switches{{
-    {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1,
-     true},
-    {"FanSpeed", "Fan power", "Fan power in percent, set in manual fan mode", 0, 100, 1, true},
-    {"FanDeadband", "Fan dead band", "Dead band of the automatic fan, degrees", 0, 10, 0.1, true},
+    {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true,
+     false},
+    {"FanSpeed", "Fan power", "Fan power in percent, set in manual fan mode", 0, 100, 1, true,
+     false},
+    {"FanDeadband", "Fan dead band",
+     "Dead band of the automatic fan, degrees Fahrenheit as the unit counts them", 0, 10, 0.1, true,
+     false},
     {"FanAggressiveness", "Fan aggressiveness", "Aggressiveness of the automatic fan", 0.1, 10, 0.1,
-     true},
+     true, false},
     {"SecondaryHeaterMode", "Secondary heater mode",
-     "Secondary mirror heater mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true},
+     "Secondary mirror heater mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true,
+     false},
     {"SecondaryHeaterPower", "Secondary heater power",
-     "Secondary mirror heater power in percent, set in manual heater mode", 0, 100, 1, true},
+     "Secondary mirror heater power in percent, set in manual heater mode", 0, 100, 1, true, false},
     {"SecondaryHeaterSetpoint", "Secondary heater set point",
-     "Set point of the automatic secondary mirror heater, degrees", -10, 10, 0.1, true},
-    {"DewHeater1Power", "Dew heater 1 power", "Dew heater 1 power in percent", 0, 100, 1, true},
-    {"DewHeater2Power", "Dew heater 2 power", "Dew heater 2 power in percent", 0, 100, 1, true},
+     "Set point of the automatic secondary mirror heater, degrees Fahrenheit as the unit counts "
+     "them",
+     -10, 10, 0.1, true, false},
+    {"DewHeater1Power", "Dew heater 1 power", "Dew heater 1 power in percent", 0, 100, 1, true,
+     false},
+    {"DewHeater2Power", "Dew heater 2 power", "Dew heater 2 power in percent", 0, 100, 1, true,
+     false},
     {"AmbientTemp", "Ambient temperature", "Ambient air temperature, degrees Celsius", -100, 150,
-     0.01, false},
+     CelsiusStep, false, true},
     {"PrimaryTemp", "Primary mirror temperature", "Primary mirror temperature, degrees Celsius",
-     -100, 150, 0.01, false},
+     -100, 150, CelsiusStep, false, true},
     {"SecondaryTemp", "Secondary mirror temperature",
-     "Secondary mirror temperature, degrees Celsius", -100, 150, 0.01, false},
+     "Secondary mirror temperature, degrees Celsius", -100, 150, CelsiusStep, false, true},
     {"ElectronicTemp", "Electronics temperature",
-     "The unit's electronics temperature, degrees "
-     "Celsius",
-     -100, 150, 0.01, false},
+     "The unit's electronics temperature, degrees Celsius", -100, 150, CelsiusStep, false, true},
 }};
 
 class SwitchEndpoint final : public DeviceEndpoint {
@@ -136,17 +148,10 @@ protected:
         };
     }
 
-    QStringList mappedMembers() const override {
-        QStringList names;
-        for (const SwitchDef& s : Switches)
-            names << QString::fromLatin1(s.member);
-        return names;
-    }
-
     Task<Reply> deviceState() override {
         QJsonArray state;
         for (int i = 0; i < int(Switches.size()); ++i) {
-            const Reply r = co_await read(Switches[i].member);
+            const Reply r = co_await value(Switches[i], false);
             if (!r.ok() || !r.value.isDouble())
                 continue;
             const double v = r.value.toDouble();
@@ -165,8 +170,11 @@ private:
     // A switch's value, or as a boolean: on whenever it is above its minimum.
     Task<Reply> value(const SwitchDef& s, bool asState) {
         Reply r = co_await read(s.member);
-        if (asState && r.value.isDouble())
-            r.value = r.value.toDouble() > s.min;
+        if (!r.value.isDouble())
+            co_return r;
+        const double v =
+            s.fahrenheit ? celsiusFromFahrenheit(r.value.toDouble()) : r.value.toDouble();
+        r.value = asState ? QJsonValue(v > s.min) : QJsonValue(v);
         co_return r;
     }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "link/Numbers.h"
+
 #include <QString>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace mivel {
@@ -20,6 +23,23 @@ struct TempCompState {
     double sensorRaw = 0;   // last :tca, kept to follow later slope or offset changes
     bool sensorRawReceived = false;
     bool active() const { return mode != 0; }
+
+    // The two compensation replies, applied by this one rule whichever holder parses them, so
+    // that the state does not depend on which windows are open.
+    // :tcc, counts per 1000 raw sensor units. It cannot be converted before the sensor's slope
+    // is known and is then dropped (false).
+    bool acceptCoefficientReply(double unitValue) {
+        if (sensorSlope == 0)
+            return false;
+        coefficient = float(unitValue / sensorSlope / 1000);
+        paramsReceived = true;
+        return true;
+    }
+    // :tcm, counts, held to 0..100.
+    void acceptThresholdReply(double counts) {
+        movementThreshold = *wire::roundToInt<std::int32_t>(std::clamp(counts, 0.0, 100.0));
+        paramsReceived = true;
+    }
 };
 
 // Values that several holders of the link need, held once for the process.

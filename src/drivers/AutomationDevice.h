@@ -24,9 +24,11 @@ struct MemberInfo {
     enum class Kind { Property, Method };
     const char* name; // as the object names it: "Position", "TempCompCoefficient", "Move"
     Kind kind;
-    bool readable;         // property get
-    bool writable;         // property let
-    QMetaType::Type type;  // value type of the property, or of the method's argument
+    bool readable; // property get
+    bool writable; // property let
+    // Value type of the property, or of the method's argument. QVariant: the member takes any
+    // value and judges it itself ("not numeric" is its own error, not the transport's).
+    QMetaType::Type type;
     const char* parameter; // the method's argument name ("Position", "Angle"), or nullptr
 };
 

@@ -286,19 +286,12 @@ void Focuser::onHomed(double v) {
 }
 
 void Focuser::onTempCompCoefficient(double v) {
-    TempCompState& tc = ctx_.shared().tempComp;
-    if (tc.sensorSlope == 0)
-        return; // cannot be converted before the slope is known
-    tc.coefficient = float(v / tc.sensorSlope / 1000.0);
-    tc.paramsReceived = true;
-    tempCompReplies_ = 1;
+    if (ctx_.shared().tempComp.acceptCoefficientReply(v))
+        tempCompReplies_ = 1;
 }
 
 void Focuser::onTempCompThreshold(double v) {
-    const auto n = wire::roundToInt<qint32>(v);
-    if (!n)
-        return;
-    ctx_.shared().tempComp.movementThreshold = *n;
+    ctx_.shared().tempComp.acceptThresholdReply(v);
     tempCompReplies_ = 1;
 }
 
@@ -341,7 +334,7 @@ const T& table() {
         QStringLiteral("Focuser"),
         {
             T::readWrite(
-                "Link", QMetaType::Bool, [](Focuser& f) { return of(f.link()); },
+                "Link", QMetaType::QVariant, [](Focuser& f) { return of(f.link()); },
                 [](Focuser& f, const QVariant& v) { return of(f.setLink(linkRequested(v))); }),
             T::readOnly("absolute", QMetaType::Bool, [](Focuser& f) { return of(f.absolute()); }),
             T::readOnly("StepSize", QMetaType::Double, [](Focuser& f) { return of(f.stepSize()); }),

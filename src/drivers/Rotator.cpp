@@ -315,21 +315,21 @@ const T& table() {
             T::readOnly("SetPosition", QMetaType::Double,
                         [](Rotator& r) { return of(r.setPosition()); }),
             T::readWrite(
-                "Link", QMetaType::Bool, [](Rotator& r) { return of(r.link()); },
+                "Link", QMetaType::QVariant, [](Rotator& r) { return of(r.link()); },
                 [](Rotator& r, const QVariant& v) { return of(r.setLink(linkRequested(v))); }),
             T::readOnly("absolute", QMetaType::Bool, [](Rotator& r) { return of(r.absolute()); }),
             T::readOnly("StepSize", QMetaType::Double, [](Rotator& r) { return of(r.stepSize()); }),
             T::method("GoHome", [](Rotator& r, const QVariantList&) { return of(r.goHome()); }),
             T::readWrite(
-                "PosPositionLimit", QMetaType::Double,
+                "PosPositionLimit", QMetaType::QVariant,
                 [](Rotator& r) { return of(r.posPositionLimit()); },
                 [](Rotator& r, const QVariant& v) { return of(r.setPosPositionLimit(v)); }),
             T::readWrite(
-                "NegPositionLimit", QMetaType::Double,
+                "NegPositionLimit", QMetaType::QVariant,
                 [](Rotator& r) { return of(r.negPositionLimit()); },
                 [](Rotator& r, const QVariant& v) { return of(r.setNegPositionLimit(v)); }),
             T::readWrite(
-                "ActivatePositionLimit", QMetaType::Bool,
+                "ActivatePositionLimit", QMetaType::QVariant,
                 [](Rotator& r) { return of(r.activatePositionLimit()); },
                 [](Rotator& r, const QVariant& v) {
                     r.setActivatePositionLimit(v);
@@ -385,10 +385,10 @@ const T& table() {
                           r.zeroWrap();
                           return done();
                       }),
-            T::method("Unwrap", QMetaType::Double, "Angle",
+            T::method("Unwrap", QMetaType::QVariant, "Angle",
                       [](Rotator& r, const QVariantList& a) { return of(r.unwrap(a.value(0))); }),
             T::readWrite(
-                "WrapLimit", QMetaType::Int, [](Rotator& r) { return of(r.wrapLimit()); },
+                "WrapLimit", QMetaType::QVariant, [](Rotator& r) { return of(r.wrapLimit()); },
                 [](Rotator& r, const QVariant& v) { return of(r.setWrapLimit(v)); }),
             T::method("ResetPosition", QMetaType::Double, "Angle",
                       [](Rotator& r, const QVariantList& a) {

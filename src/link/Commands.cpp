@@ -1,8 +1,10 @@
 #include "Commands.h"
 
 #include "Format.h"
+#include "Numbers.h"
 
 #include <array>
+#include <charconv>
 
 namespace mivel::wire {
 namespace {
@@ -85,6 +87,30 @@ constexpr std::array kCommands{
     CommandInfo{Cmd::ReadMoreParams, "<", true, "request further controller parameters"},
 };
 
+// The shortest fixed-point text that reads back as the same value of its type.
+template <class Real> QString fixedText(Real value) {
+    if (value == 0 || !std::isfinite(value))
+        return QStringLiteral("0"); // also no "-0"
+    char buf[400];                  // a double's largest fixed form has 309 digits before the point
+    const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed);
+    return QString::fromLatin1(buf, r.ptr - buf);
+}
+
+bool isPlainDecimal(QStringView text) {
+    qsizetype i = text.startsWith(u'-') ? 1 : 0;
+    bool digits = false;
+    bool point = false;
+    for (; i < text.size(); ++i) {
+        if (text[i] >= u'0' && text[i] <= u'9')
+            digits = true;
+        else if (text[i] == u'.' && !point)
+            point = true;
+        else
+            return false;
+    }
+    return digits;
+}
+
 QByteArray frame(Cmd cmd, const QByteArray& argument, Lead lead) {
     const CommandInfo& info = commandInfo(cmd);
     QByteArray out;
@@ -118,7 +144,7 @@ QByteArray integerCommand(Cmd cmd, std::int64_t argument, Lead lead) {
 }
 
 QByteArray command(Cmd cmd, const QString& argument, Lead lead) {
-    return frame(cmd, argument.toLatin1(), lead);
+    return frame(cmd, plainDecimal(argument).toLatin1(), lead);
 }
 
 QByteArray sensorCoefficient(Cmd cmd, double value) {
@@ -126,8 +152,16 @@ QByteArray sensorCoefficient(Cmd cmd, double value) {
 }
 
 QString decimalText(double value) {
-    // Single precision, shortest text that reads back the same: 2.5 not 2.5000000001.
-    return QString::number(float(value), 'g', 7);
+    // Single precision: 2.5, not 2.5000000001.
+    return fixedText(float(value));
+}
+
+QString plainDecimal(const QString& text) {
+    if (isPlainDecimal(text))
+        return text;
+    const QByteArray latin = text.toLatin1();
+    const auto value = toNumber(std::string_view(latin.constData(), std::size_t(latin.size())));
+    return value ? fixedText(*value) : text;
 }
 
 } // namespace mivel::wire

@@ -112,7 +112,8 @@ QByteArray integerCommand(Cmd cmd, std::int64_t argument, Lead lead);
 template <std::integral Int> QByteArray command(Cmd cmd, Int argument, Lead lead = Lead::None) {
     return integerCommand(cmd, std::int64_t(argument), lead);
 }
-// With an argument written as text: command(Cmd::HeaterSetPoint, "2.5") is "P2.5 ".
+// With an argument written as text: command(Cmd::HeaterSetPoint, "2.5") is "P2.5 ". A number
+// goes out in plain decimal (see plainDecimal): "1e-5" is written "0.00001".
 QByteArray command(Cmd cmd, const QString& argument, Lead lead = Lead::None);
 template <std::size_t N>
 QByteArray command(Cmd cmd, const char (&argument)[N], Lead lead = Lead::None) {
@@ -124,7 +125,12 @@ template <std::floating_point Real>
 QByteArray command(Cmd cmd, Real argument, Lead lead = Lead::None) = delete;
 // The six sensor coefficient uploads write their value with seven decimals: "A0.5000000 ".
 QByteArray sensorCoefficient(Cmd cmd, double value);
-// A single-precision value as a plain decimal number ("2.5", "-0.1", "10").
+// A single-precision value as a plain decimal number, the shortest that reads back the same:
+// "2.5", "-0.1", "10", "0.00001", "12345678". The unit reads no exponent.
 QString decimalText(double value);
+// A number typed as text, in the form the unit reads: kept as written when it is plain decimal
+// already ("2.50", "-3"), else written out in full ("1e-5" is "0.00001", "+3" is "3"). Text that
+// is not a number is returned as it is.
+QString plainDecimal(const QString& text);
 
 } // namespace mivel::wire

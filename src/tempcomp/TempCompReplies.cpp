@@ -13,16 +13,9 @@ bool applyTempCompReply(TempCompState& state, wire::Tag tag, std::string_view va
         return false;
     switch (tag) {
     case Tag::TempCompCoefficient:
-        // The unit keeps the coefficient per raw sensor unit; without the sensor's slope it
-        // cannot be turned into counts per degree, so it waits for the next reading.
-        if (state.sensorSlope == 0)
-            return false;
-        state.coefficient = float(*number / state.sensorSlope / 1000);
-        state.paramsReceived = true;
-        return true;
+        return state.acceptCoefficientReply(*number);
     case Tag::TempCompThreshold:
-        state.movementThreshold = *wire::roundToInt<std::int32_t>(std::clamp(*number, 0.0, 100.0));
-        state.paramsReceived = true;
+        state.acceptThresholdReply(*number);
         return true;
     case Tag::TempCompMode:
         state.mode = *number == 1 ? 1 : *number == 2 ? 2 : 0;

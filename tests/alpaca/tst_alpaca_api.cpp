@@ -25,7 +25,7 @@ class AlpacaApiTest : public QObject {
         foc.values["TempCompMovementThreshold"] = qint16(0);
         foc.errors["TempCompMovementThreshold"] = errors::ThresholdUnavailable.error;
         f->rotator().values["Position"] = -90.0;
-        f->temperature().values["AmbientTemp"] = -5.25;
+        f->temperature().values["AmbientTemp"] = 50.0; // degrees Fahrenheit, as the unit says
         f->temperature().values["FanMode"] = 0;
         f->temperature().errors["FanSpeed"] = errors::FanNotManual.error;
     }
@@ -144,7 +144,7 @@ private slots:
         row("angle of a turn", "PUT", "rotator/0/moveabsolute", "Position=360", "", none, 0x401);
         row("relative move", "PUT", "rotator/0/move", "Position=-10", "call Move(-10)", none);
         row("switch, any case", "GET", "switch/0/getswitchvalue?id=9", "", "get AmbientTemp",
-            -5.25);
+            10.0); // in Celsius
         row("switch state", "GET", "switch/0/getswitch?ID=9", "", "get AmbientTemp", true);
         row("switch at its minimum", "GET", "switch/0/getswitch?Id=0", "", "get FanMode", false);
         row("setter's error", "PUT", "switch/0/setswitchvalue", "Id=1&Value=50", "set FanSpeed 50",
@@ -157,6 +157,23 @@ private slots:
         row("read-only switch", "PUT", "switch/0/setswitchvalue", "Id=9&Value=1", "", none, 0x400);
         row("switch past the table", "GET", "switch/0/getswitchvalue?Id=13", "", "", none, 0x401);
         row("negative switch", "GET", "switch/0/getswitchvalue?Id=-1", "", "", none, 0x401);
+        // Every member of an object is also served under its own name, with its own values, and
+        // members that take any value judge it themselves.
+        row("switch member read by name", "GET", "switch/0/ambienttemp", "", "get AmbientTemp",
+            50.0);
+        row("switch member written by name", "PUT", "switch/0/secondaryheatersetpoint",
+            "SecondaryHeaterSetpoint=-2.5", "set SecondaryHeaterSetpoint -2.5", none);
+        row("switch member refusing", "PUT", "switch/0/fanspeed", "FanSpeed=50", "set FanSpeed 50",
+            none, 0x40B);
+        row("rotator target by name", "GET", "rotator/0/setposition", "", "get SetPosition", none);
+        row("a whole turn by name", "PUT", "rotator/0/resetposition", "Angle=360",
+            "call ResetPosition(360)", none);
+        row("limit not a number", "PUT", "rotator/0/pospositionlimit", "PosPositionLimit=wide",
+            "set PosPositionLimit wide", none);
+        row("unwrap not a number", "PUT", "rotator/0/unwrap", "Angle=half", "call Unwrap(half)",
+            none);
+        row("temperature not yet known", "GET", "focuser/0/temperature", "", "get Temperature",
+            none, 0x402);
     }
     void requestsReachTheObjectsAndAnswer() {
         QFETCH(QByteArray, method);
@@ -218,8 +235,8 @@ private slots:
                  ids[1]);
         QTemporaryDir other;
         QVERIFY(DeviceIds::load(other.path(), {"Rotator"}).id("Rotator") != ids[1]);
-        // Each device offers the members it serves beyond the standard ones as actions; members
-        // served under a standard name (the rotator's SetPosition is targetposition) are not.
+        // Each device offers the members it serves under their own names as actions; members
+        // whose name is a standard one are reached through the standard member only.
         auto actions = [&](const QByteArray& type) {
             return f->get("/api/v1/" + type + "/0/supportedactions")["Value"]
                 .toVariant()
@@ -227,8 +244,30 @@ private slots:
         };
         QVERIFY(actions("focuser").contains("TempCompCoefficient"));
         QVERIFY(actions("focuser").contains("RecordFocusPosition"));
-        QVERIFY(!actions("rotator").contains("SetPosition") &&
-                !actions("switch").contains("FanMode"));
+        QVERIFY(actions("rotator").contains("ResetPosition") &&
+                actions("switch").contains("FanMode"));
+        QVERIFY(!actions("rotator").contains("Position") &&
+                !actions("focuser").contains("Temperature"));
+    }
+
+    void temperaturesReachClientsInCelsius() {
+        f->focuser().values["Temperature"] = -40.0;
+        QCOMPARE(f->get("/api/v1/focuser/0/temperature")["Value"].toDouble(), -40.0);
+        f->focuser().values["Temperature"] = 50.0;
+        QCOMPARE(f->get("/api/v1/focuser/0/temperature")["Value"].toDouble(), 10.0);
+        f->temperature().values["ElectronicTemp"] = 212.0;
+        QCOMPARE(f->get("/api/v1/switch/0/getswitchvalue?Id=12")["Value"].toDouble(), 100.0);
+        // The switch's range and step are Celsius too: hundredths of a degree Fahrenheit.
+        auto number = [&](const char* member) {
+            return f->get(QByteArray("/api/v1/switch/0/") + member + "?Id=10")["Value"].toDouble();
+        };
+        QCOMPARE(number("minswitchvalue"), -100.0);
+        QCOMPARE(number("maxswitchvalue"), 150.0);
+        QCOMPARE(number("switchstep"), 0.01 * 5 / 9);
+        QVERIFY(f->get("/api/v1/switch/0/getswitchdescription?Id=10")["Value"].toString().contains(
+            "Celsius"));
+        QVERIFY(f->get("/api/v1/switch/0/getswitchdescription?Id=2")["Value"].toString().contains(
+            "Fahrenheit"));
     }
 
     void connectRunsInTheBackground() {
@@ -265,9 +304,9 @@ private slots:
         };
         f->focuser().values["Position"] = 500;
         f->focuser().values["IsMoving"] = false;
-        f->focuser().values["Temperature"] = 11.5;
+        f->focuser().values["Temperature"] = 212.0; // Fahrenheit from the object, Celsius out
         QCOMPARE(state("focuser"),
-                 (QStringList{"IsMoving=false", "Position=500", "Temperature=11.5"}));
+                 (QStringList{"IsMoving=false", "Position=500", "Temperature=100"}));
         // A value that cannot be read is left out.
         f->rotator().values["IsMoving"] = true;
         f->rotator().errors["Position"] = errors::RotatorNotLinked.error;

@@ -155,6 +155,50 @@ private slots:
         QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=2000"), "0");
     }
 
+    void temperaturesInCelsiusAndNotKnownBeforeAReading() {
+        rig->unit.setAmbient(50.0); // degrees Fahrenheit
+        rig->unit.setNightSwing(0);
+        rig->unit.setSilent(true);
+        const QJsonObject unknown = rig->get("/api/v1/focuser/0/temperature");
+        QCOMPARE(unknown["ErrorNumber"].toInt(), 0x402);
+        QVERIFY(!unknown.contains("Value"));
+        rig->unit.setSilent(false);
+        QCOMPARE(rig->get("/api/v1/switch/0/connected")["Value"].toBool(), false);
+        connectFocuser(); // its " T " reaches the temperature object too
+        const auto near = [](const QJsonObject& o, double expected) {
+            return std::abs(o["Value"].toDouble(-1000) - expected) < 0.1;
+        };
+        QVERIFY(near(rig->get("/api/v1/focuser/0/temperature"), 10.0));
+        QVERIFY(near(rig->get("/api/v1/switch/0/getswitchvalue?Id=9"), 10.0));
+        QVERIFY(near(rig->get("/api/v1/switch/0/ambienttemp"), 50.0)); // the object's own value
+    }
+
+    void membersByNameAnswerWithTheObjectsOwnErrors() {
+        QCOMPARE(outcome("/api/v1/rotator/0/connected", "Connected=true"), "0");
+        QCOMPARE(outcome("/api/v1/switch/0/connected", "Connected=true"), "0");
+        rig->unit.clearReceived();
+        QCOMPARE(outcome("/api/v1/rotator/0/resetposition", "Angle=360"), "0");
+        QCOMPARE(outcome("/api/v1/rotator/0/resetposition", "Angle=360.01"),
+                 "401 Reset Position Angle out of range");
+        QCOMPARE(outcome("/api/v1/rotator/0/unwrap", "Angle=half"), "401 Illegal unwrap value.");
+        QCOMPARE(outcome("/api/v1/rotator/0/pospositionlimit", "PosPositionLimit=wide"),
+                 "401 PosPositionLimit must be numeric.");
+        QCOMPARE(outcome("/api/v1/rotator/0/negpositionlimit", "NegPositionLimit=wide"),
+                 "401 PosPositionLimit must be numeric.");
+        QCOMPARE(outcome("/api/v1/rotator/0/wraplimit", "WrapLimit=far"),
+                 "401 Illegal wrap limit value.");
+        QCOMPARE(
+            outcome("/api/v1/switch/0/secondaryheatersetpoint", "SecondaryHeaterSetpoint=0.00001"),
+            "0");
+        QCOMPARE(outcome("/api/v1/switch/0/fanmode", "FanMode=2"), "0");
+        QCOMPARE(outcome("/api/v1/switch/0/fanspeed", "FanSpeed=50"),
+                 "40b Fan Mode is not Manual.");
+        // No exponent reaches the unit.
+        QCOMPARE(rig->unit.receivedBytes(), QByteArray(" p72000 P0.00001 n2 "));
+        rig->advance(1100);
+        QCOMPARE(rig->get("/api/v1/switch/0/fanmode")["Value"].toInt(), 2);
+    }
+
     void aUnitThatDropsOffTheLineAndComesBack() {
         connectFocuser();
         rig->unit.setHungUp(true);

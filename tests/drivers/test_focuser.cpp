@@ -185,6 +185,24 @@ private slots:
         QCOMPARE(rig.run(rig.focuser.tempCompMovementThreshold()).value, 7);
     }
 
+    // The console applies the compensation replies by the same rule, so what the shared state
+    // holds after a chunk does not depend on whether a console is open.
+    void thresholdReplyMakesTheParametersKnownAndIsHeldTo100() {
+        FocuserRig rig;
+        rig.unit->respond = answering(" l ", ":tcm 150 ");
+        const auto threshold = rig.run(rig.focuser.tempCompMovementThreshold());
+        QCOMPARE(threshold.error, Status());
+        QCOMPARE(threshold.value, 100);
+        QVERIFY(rig.ctx->shared().tempComp.paramsReceived);
+        rig.deliver(":tcm -4 ");
+        QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 0);
+        // Linking asks for the parameters only while they are not known.
+        rig.unit->respond = answerProbe;
+        rig.sent();
+        QCOMPARE(rig.run(rig.focuser.setLink(true)), Status());
+        QCOMPARE(rig.sent(), QByteArray("! V  T "));
+    }
+
     void tempCompModeCommand() {
         FocuserRig rig;
         rig.focuser.setTempComp(true);

@@ -104,6 +104,7 @@ private slots:
         Temperature& t = rig.t;
         QCOMPARE(t.setSecondaryHeaterSetpoint(2.5f), Status());
         QCOMPARE(t.setSecondaryHeaterSetpoint(-10), Status());
+        QCOMPARE(t.setSecondaryHeaterSetpoint(1e-5f), Status()); // written out, no exponent
         QCOMPARE(t.setSecondaryHeaterSetpoint(10.5f), Status(errors::SetpointOutOfRange.error));
         QCOMPARE(t.setSecondaryHeaterPower(30), Status());
         QCOMPARE(t.setSecondaryHeaterPower(-1), Status(errors::HeaterPowerOutOfRange.error));
@@ -115,7 +116,7 @@ private slots:
         QCOMPARE(t.setDewHeater2Power(100), Status());
         QCOMPARE(t.setDewHeater1Power(101), Status(errors::Dew1OutOfRange.error));
         QCOMPARE(t.setDewHeater2Power(-1), Status(errors::Dew2OutOfRange.error));
-        QCOMPARE(rig.sent(), QByteArray("P2.5 P-10 s30 w1 s30 c0 k100 "));
+        QCOMPARE(rig.sent(), QByteArray("P2.5 P-10 P0.00001 s30 w1 s30 c0 k100 "));
         // The set point goes out as it is and comes back in tenths.
         rig.deliver(":st 25 ");
         QCOMPARE(rig.run(t.secondaryHeaterSetpoint()), 2.5f);

@@ -92,6 +92,19 @@ void ProtocolTest::commandBytes_data() {
         << command(Cmd::HeaterSetPoint, decimalText(2.5)) << QByteArray("P2.5 ");
     QTest::newRow("aggressiveness tenths")
         << command(Cmd::FanGain, decimalText(0.1f * 10), Lead::Space) << QByteArray(" g1 ");
+    // No exponent and no plus sign ever reach the unit, however small, large or typed.
+    QTest::newRow("small set point")
+        << command(Cmd::HeaterSetPoint, decimalText(0.00001)) << QByteArray("P0.00001 ");
+    QTest::newRow("small tenths") << command(Cmd::FanDeadBand, decimalText(1e-6f * 10), Lead::Space)
+                                  << QByteArray(" O0.00001 ");
+    QTest::newRow("large value") << command(Cmd::HeaterSetPoint, decimalText(12345678.0))
+                                 << QByteArray("P12345678 ");
+    QTest::newRow("negative zero")
+        << command(Cmd::HeaterSetPoint, decimalText(-0.0)) << QByteArray("P0 ");
+    QTest::newRow("typed exponent") << command(Cmd::MotorPGain, "2.5E-3") << QByteArray("p0.0025 ");
+    QTest::newRow("typed plus") << command(Cmd::Deadband, "+3") << QByteArray("Y3 ");
+    QTest::newRow("typed decimals kept")
+        << command(Cmd::HeaterDTime, "2.50") << QByteArray("?2.50 ");
     QTest::newRow("sensor slope") << sensorCoefficient(Cmd::Sensor1Slope, 0.5)
                                   << QByteArray("A0.5000000 ");
     QTest::newRow("sensor intercept")

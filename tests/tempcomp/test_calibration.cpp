@@ -218,11 +218,13 @@ private slots:
         // Nothing read from the unit: the text boxes are empty and the spin controls at their
         // least.
         window.edit(Param::Kp, QStringLiteral("12"));
+        window.edit(Param::Kd, QStringLiteral("1.5E-5"));    // the unit reads no exponent
         window.edit(Param::HeaterKp, QStringLiteral("400")); // 40000 does not fit 16 bits
         window.edit(Param::HeaterKd, QStringLiteral("-327.68"));
         window.edit(Param::Velocity, QStringLiteral("1.00001")); // rounded down
         window.uploadParameters();
-        QCOMPARE(rig.sent(), QByteArray("{0 [0 ]0 @0 z0 p12 v65536  N0  K0  X0 W0 ^-32768 u"));
+        QCOMPARE(rig.sent(),
+                 QByteArray("{0 [0 ]0 @0 z0 p12 d0.000015 v65536  N0  K0  X0 W0 ^-32768 u"));
     }
 
     void heaterLoopCommands_data() {
@@ -233,8 +235,10 @@ private slots:
         QTest::newRow("rounding halves to even")
             << QStringList{"0.125", "0.135", "4", "0", "60"} << QByteArray("L12 ^14 ?4 #0 ~60 ");
         QTest::newRow("texts sent trimmed, not scaled")
-            << QStringList{"1", "1", " 2.50 ", "1", "1e2"}
-            << QByteArray("L100 ^100 ?2.50 #100 ~1e2 ");
+            << QStringList{"1", "1", " 2.50 ", "1", "60"}
+            << QByteArray("L100 ^100 ?2.50 #100 ~60 ");
+        QTest::newRow("exponents written out") << QStringList{"1", "1", "2.5e-5", "1", "1E2"}
+                                               << QByteArray("L100 ^100 ?0.000025 #100 ~100 ");
         QTest::newRow("not numbers skipped")
             << QStringList{"x", "", "four", "0.05", "6O"} << QByteArray("#5 ");
         QTest::newRow("beyond 16 bits skipped")
