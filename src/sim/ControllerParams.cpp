@@ -33,11 +33,11 @@ constexpr std::pair<std::string_view, std::string_view> kWordTags[] = {
 };
 
 constexpr std::array kFirstGroup{
-    tag::MotorPGain,     tag::MotorDGain,      tag::MotorIGain,     tag::MotorILimit,
-    tag::MotorDeriv,     tag::Velocity,        tag::Acceleration,   tag::FanThreshold,
-    tag::FanPulse,       tag::InternalFanOn,   tag::InternalFanAuto, tag::InternalFanSet,
-    tag::InternalFanHyst, tag::AutoCurrent,    tag::DeadbandOn,     tag::DeadbandSettle,
-    tag::Deadband,       tag::ErrorHandheld,
+    tag::MotorPGain,      tag::MotorDGain,    tag::MotorIGain,      tag::MotorILimit,
+    tag::MotorDeriv,      tag::Velocity,      tag::Acceleration,    tag::FanThreshold,
+    tag::FanPulse,        tag::InternalFanOn, tag::InternalFanAuto, tag::InternalFanSet,
+    tag::InternalFanHyst, tag::AutoCurrent,   tag::DeadbandOn,      tag::DeadbandSettle,
+    tag::Deadband,        tag::ErrorHandheld,
 };
 constexpr std::array kSecondGroup{
     tag::HeaterPGain, tag::HeaterDGain, tag::HeaterIGain, tag::HeaterDTime, tag::HeaterILimit,
@@ -45,13 +45,13 @@ constexpr std::array kSecondGroup{
 
 // What the unit holds when it leaves the workshop.
 constexpr std::pair<std::string_view, const char*> kDefaults[] = {
-    {tag::MotorPGain, "40"},      {tag::MotorDGain, "300"},     {tag::MotorIGain, "1"},
-    {tag::MotorILimit, "100"},    {tag::MotorDeriv, "4"},       {tag::Velocity, "98304"},
-    {tag::Acceleration, "655"},   {tag::FanThreshold, "20"},    {tag::FanPulse, "50"},
+    {tag::MotorPGain, "40"},      {tag::MotorDGain, "300"},      {tag::MotorIGain, "1"},
+    {tag::MotorILimit, "100"},    {tag::MotorDeriv, "4"},        {tag::Velocity, "98304"},
+    {tag::Acceleration, "655"},   {tag::FanThreshold, "20"},     {tag::FanPulse, "50"},
     {tag::InternalFanOn, "0"},    {tag::InternalFanAuto, "255"}, {tag::InternalFanSet, "20"},
-    {tag::InternalFanHyst, "2"},  {tag::AutoCurrent, "255"},    {tag::DeadbandOn, "0"},
-    {tag::DeadbandSettle, "100"}, {tag::Deadband, "5"},         {tag::ErrorHandheld, "255"},
-    {tag::HeaterPGain, "500"},    {tag::HeaterDGain, "100"},    {tag::HeaterIGain, "10"},
+    {tag::InternalFanHyst, "2"},  {tag::AutoCurrent, "255"},     {tag::DeadbandOn, "0"},
+    {tag::DeadbandSettle, "100"}, {tag::Deadband, "5"},          {tag::ErrorHandheld, "255"},
+    {tag::HeaterPGain, "500"},    {tag::HeaterDGain, "100"},     {tag::HeaterIGain, "10"},
     {tag::HeaterDTime, "10"},     {tag::HeaterILimit, "50"},
 };
 

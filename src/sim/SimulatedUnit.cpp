@@ -33,8 +33,7 @@ constexpr std::string_view kUploadWords[] = {
 };
 
 bool isUploadWord(std::string_view w) {
-    return std::find(std::begin(kUploadWords), std::end(kUploadWords), w) !=
-           std::end(kUploadWords);
+    return std::find(std::begin(kUploadWords), std::end(kUploadWords), w) != std::end(kUploadWords);
 }
 
 } // namespace
@@ -97,13 +96,17 @@ const std::vector<SimulatedUnit::Rule>& SimulatedUnit::rules() {
     };
     static const std::vector<Rule> table{
         // Queries.
-        {word::Probe, Always, None, [](U& u, const Rule&, const A&) { u.reply({{tag::Probe, "1"}}); }},
+        {word::Probe, Always, None,
+         [](U& u, const Rule&, const A&) {
+             u.reply({{tag::Probe, "1"}});
+         }},
         {word::Version, Always, None,
-         [](U& u, const Rule&, const A&) { u.reply({{tag::Version, u.version_}}); }},
+         [](U& u, const Rule&, const A&) {
+             u.reply({{tag::Version, u.version_}});
+         }},
         {word::FocusStatus, Always, None, [](U& u, const Rule&, const A&) { u.focusStatus(); }},
         {word::Temperatures, Always, None, [](U& u, const Rule&, const A&) { u.temperatures(); }},
-        {word::RotatorStatus, Always, None,
-         [](U& u, const Rule&, const A&) { u.rotatorStatus(); }},
+        {word::RotatorStatus, Always, None, [](U& u, const Rule&, const A&) { u.rotatorStatus(); }},
         {word::DiagnosticPoll, When::NotUploading, None,
          [](U& u, const Rule&, const A&) { u.diagnostic(); }},
         {word::TempCompParams, Always, None,
@@ -211,8 +214,7 @@ const std::vector<SimulatedUnit::Rule>& SimulatedUnit::rules() {
         // Controller parameters. The upload opens with the internal fan word and ends with "u".
         {word::InternalFanOn, Always, Number, internalFan},
         {word::InternalFanAuto, Always, Number, internalFan},
-        {word::EndUpload, Always, None,
-         [](U& u, const Rule&, const A&) { u.uploading_ = false; }},
+        {word::EndUpload, Always, None, [](U& u, const Rule&, const A&) { u.uploading_ = false; }},
         {word::InternalFanSet, Always, Number, parameter},
         {word::InternalFanHyst, Always, Number, parameter},
         {word::FanThreshold, Always, Number, parameter},
@@ -239,8 +241,7 @@ const std::vector<SimulatedUnit::Rule>& SimulatedUnit::rules() {
         {word::LoaderEnter, When::Anywhere, None,
          [](U& u, const Rule&, const A&) { u.enterLoader(); }},
         {word::LoaderErase, When::Loader, None, [](U& u, const Rule&, const A&) { u.erase(); }},
-        {word::LoaderProgram, When::Loader, None,
-         [](U& u, const Rule&, const A&) { u.program(); }},
+        {word::LoaderProgram, When::Loader, None, [](U& u, const Rule&, const A&) { u.program(); }},
     };
     return table;
 }
@@ -490,7 +491,8 @@ void SimulatedUnit::diagnostic() {
     };
     QByteArray out;
     for (const qint64 item : items)
-        out += QByteArray(tag::Diagnostic.data(), qsizetype(tag::Diagnostic.size())) + ' ' + number(item) + ' ';
+        out += QByteArray(tag::Diagnostic.data(), qsizetype(tag::Diagnostic.size())) + ' ' +
+               number(item) + ' ';
     out += QByteArray(tag::Diagnostic.data(), qsizetype(tag::Diagnostic.size())) + " * ";
     send(out);
 }

@@ -39,7 +39,8 @@ private slots:
 
         serial.transmit(QByteArray(" Q "));
         QTRY_COMPARE(heard.tags().size(), 12);
-        QCOMPARE(heard.tags(), (QStringList{":s", ":a", ":h", ":mc", ":s", ":a", ":mo", ":mb", ":tc", ":frp", ":s", ":a"}));
+        QCOMPARE(heard.tags(), (QStringList{":s", ":a", ":h", ":mc", ":s", ":a", ":mo", ":mb",
+                                            ":tc", ":frp", ":s", ":a"}));
         QCOMPARE(heard.number(":a"), unit.focusPosition());
         QCOMPARE(unit.receivedBytes(), QByteArray(" Q "));
 

@@ -55,8 +55,8 @@ private slots:
         QTest::newRow("compensation")
             << QByteArray(" l ") << ":tcc :tcm :tc :sl1 :of1 :sl2 :of2 :sl3 :of3 :sl4 :of4";
         // Both positions three times over, so a receiver can count three actual positions.
-        QTest::newRow("focuser")
-            << QByteArray(" Q ") << ":s :a :h :mc :s :a :mo :mb :tc :frp :s :a";
+        QTest::newRow("focuser") << QByteArray(" Q ")
+                                 << ":s :a :h :mc :s :a :mo :mb :tc :frp :s :a";
         QTest::newRow("rotator") << QByteArray(" R ") << ":rs :rt :wr :rh :rrp";
         QTest::newRow("heater loop") << QByteArray("< ") << ":skp :skd :ski :sdi :sil";
     }
@@ -84,8 +84,8 @@ private slots:
         QCOMPARE(d.value(":d"), QStringLiteral("*"));
         // Commands the unit acts on without a word back.
         for (const QByteArray& quiet :
-             {QByteArray(" J "), QByteArray(" :V "), QByteArray("b10000 "),
-              QByteArray(" E5 "), QByteArray("t3 ")})
+             {QByteArray(" J "), QByteArray(" :V "), QByteArray("b10000 "), QByteArray(" E5 "),
+              QByteArray("t3 ")})
             QCOMPARE(b.ask(quiet).bytes, QByteArray());
     }
 
@@ -264,16 +264,15 @@ private slots:
             int (Bench::*query)(const char*);
             const char* tag;
             int value;
-        } settings[] = {
-            {QByteArray(" y30 "), &Bench::thermal, ":fs", 30},
-            {QByteArray("n2 "), &Bench::thermal, ":fm", 2},
-            // The set point is sent in degrees and reported in tenths.
-            {QByteArray(" P2.5 "), &Bench::thermal, ":st", 25},
-            {QByteArray(" k30 "), &Bench::thermal, ":d2", 30},
-            // Record flags: 1 recall at power-up, 8 a position recorded.
-            {QByteArray(" f "), &Bench::focus, ":frp", 8},
-            {QByteArray(" `1 "), &Bench::focus, ":frp", 9},
-            {QByteArray(" /1 "), &Bench::rotator, ":rrp", 1}};
+        } settings[] = {{QByteArray(" y30 "), &Bench::thermal, ":fs", 30},
+                        {QByteArray("n2 "), &Bench::thermal, ":fm", 2},
+                        // The set point is sent in degrees and reported in tenths.
+                        {QByteArray(" P2.5 "), &Bench::thermal, ":st", 25},
+                        {QByteArray(" k30 "), &Bench::thermal, ":d2", 30},
+                        // Record flags: 1 recall at power-up, 8 a position recorded.
+                        {QByteArray(" f "), &Bench::focus, ":frp", 8},
+                        {QByteArray(" `1 "), &Bench::focus, ":frp", 9},
+                        {QByteArray(" /1 "), &Bench::rotator, ":rrp", 1}};
         for (const auto& s : settings) {
             b.send(s.cmd);
             QCOMPARE((b.*s.query)(s.tag), s.value);
