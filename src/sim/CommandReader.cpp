@@ -1,14 +1,12 @@
 #include "CommandReader.h"
 
-#include "link/Commands.h"
+#include "UnitWords.h"
 
 namespace mivel::sim {
 namespace {
 
-using wire::Cmd;
-
-char wordOf(Cmd cmd) {
-    return wire::commandInfo(cmd).word.front();
+bool is(char byte, std::string_view word) {
+    return word.size() == 1 && word.front() == byte;
 }
 
 int hexDigit(char c) {
@@ -35,8 +33,8 @@ void CommandReader::setMode(Mode mode) {
 
 bool CommandReader::isBare(char byte) const {
     if (mode_ == Mode::Loader)
-        return byte == wordOf(Cmd::LoaderErase) || byte == wordOf(Cmd::LoaderProgram);
-    return byte == wordOf(Cmd::FocusHome) || byte == wordOf(Cmd::EndUpload);
+        return is(byte, word::LoaderErase) || is(byte, word::LoaderProgram);
+    return is(byte, word::FocusHome) || is(byte, word::EndUpload);
 }
 
 std::optional<ReadCommand> CommandReader::push(char byte) {
@@ -47,7 +45,7 @@ std::optional<ReadCommand> CommandReader::push(char byte) {
         return continueRecord(byte);
     case State::Colon:
         state_ = State::Argument;
-        if (byte == 'V') {
+        if (byte == word::TempCompPrepare[1]) {
             word_ += byte;
             return std::nullopt;
         }
@@ -78,7 +76,7 @@ std::optional<ReadCommand> CommandReader::startWord(char byte) {
         return ReadCommand{QByteArray(1, byte), {}};
     word_ = QByteArray(1, byte);
     text_.clear();
-    state_ = byte == ':' ? State::Colon : State::Argument;
+    state_ = byte == word::TempCompPrepare[0] ? State::Colon : State::Argument;
     return std::nullopt;
 }
 

@@ -1,6 +1,6 @@
 #include "ControllerParams.h"
 
-#include "link/Numbers.h"
+#include "UnitWords.h"
 
 #include <array>
 #include <utility>
@@ -8,96 +8,95 @@
 namespace mivel::sim {
 namespace {
 
-using wire::Cmd;
-using wire::Tag;
-
-constexpr std::pair<Cmd, Tag> kCommandTags[] = {
-    {Cmd::InternalFanSet, Tag::IntFanSet},
-    {Cmd::InternalFanHyst, Tag::IntFanHyst},
-    {Cmd::ParamAt, Tag::ParamFo},
-    {Cmd::ParamZ, Tag::ParamFp},
-    {Cmd::MotorPGain, Tag::ParamP},
-    {Cmd::MotorDGain, Tag::ParamR},
-    {Cmd::MotorDeriv, Tag::ParamG},
-    {Cmd::MotorIGain, Tag::ParamI},
-    {Cmd::MotorILimit, Tag::ParamL},
-    {Cmd::Velocity, Tag::Velocity},
-    {Cmd::Acceleration, Tag::Acceleration},
-    {Cmd::AutoCurrent, Tag::ParamAc},
-    {Cmd::ErrorHandheld, Tag::ErrorHandheld},
-    {Cmd::DeadbandOn, Tag::ParamDb},
-    {Cmd::Deadband, Tag::DeadbandSettle},     // :dbs, the dead band itself
-    {Cmd::DeadbandSettle, Tag::DeadbandTime}, // :dbt, its settle time
-    {Cmd::HeaterPGain, Tag::HeaterKp},
-    {Cmd::HeaterDGain, Tag::HeaterKd},
-    {Cmd::HeaterDTime, Tag::HeaterDerivTime},
-    {Cmd::HeaterIGain, Tag::HeaterKi},
-    {Cmd::HeaterILimit, Tag::HeaterILimit},
+constexpr std::pair<std::string_view, std::string_view> kWordTags[] = {
+    {word::InternalFanSet, tag::InternalFanSet},
+    {word::InternalFanHyst, tag::InternalFanHyst},
+    {word::FanThreshold, tag::FanThreshold},
+    {word::FanPulse, tag::FanPulse},
+    {word::MotorPGain, tag::MotorPGain},
+    {word::MotorDGain, tag::MotorDGain},
+    {word::MotorDeriv, tag::MotorDeriv},
+    {word::MotorIGain, tag::MotorIGain},
+    {word::MotorILimit, tag::MotorILimit},
+    {word::Velocity, tag::Velocity},
+    {word::Acceleration, tag::Acceleration},
+    {word::AutoCurrent, tag::AutoCurrent},
+    {word::ErrorHandheld, tag::ErrorHandheld},
+    {word::DeadbandOn, tag::DeadbandOn},
+    {word::Deadband, tag::Deadband},
+    {word::DeadbandSettle, tag::DeadbandSettle},
+    {word::HeaterPGain, tag::HeaterPGain},
+    {word::HeaterDGain, tag::HeaterDGain},
+    {word::HeaterDTime, tag::HeaterDTime},
+    {word::HeaterIGain, tag::HeaterIGain},
+    {word::HeaterILimit, tag::HeaterILimit},
 };
 
 constexpr std::array kFirstGroup{
-    Tag::ParamP,       Tag::ParamR,         Tag::ParamI,        Tag::ParamL,  Tag::ParamG,
-    Tag::Velocity,     Tag::Acceleration,   Tag::ParamFo,       Tag::ParamFp, Tag::IntFanOn,
-    Tag::IntFanAuto,   Tag::IntFanSet,      Tag::IntFanHyst,    Tag::ParamAc, Tag::ParamDb,
-    Tag::DeadbandTime, Tag::DeadbandSettle, Tag::ErrorHandheld,
+    tag::MotorPGain,      tag::MotorDGain,    tag::MotorIGain,      tag::MotorILimit,
+    tag::MotorDeriv,      tag::Velocity,      tag::Acceleration,    tag::FanThreshold,
+    tag::FanPulse,        tag::InternalFanOn, tag::InternalFanAuto, tag::InternalFanSet,
+    tag::InternalFanHyst, tag::AutoCurrent,   tag::DeadbandOn,      tag::DeadbandSettle,
+    tag::Deadband,        tag::ErrorHandheld,
 };
 constexpr std::array kSecondGroup{
-    Tag::HeaterKp, Tag::HeaterKd, Tag::HeaterKi, Tag::HeaterDerivTime, Tag::HeaterILimit,
+    tag::HeaterPGain, tag::HeaterDGain, tag::HeaterIGain, tag::HeaterDTime, tag::HeaterILimit,
 };
 
 // What the unit holds when it leaves the workshop.
-constexpr std::pair<Tag, const char*> kDefaults[] = {
-    {Tag::ParamP, "40"},          {Tag::ParamR, "300"},       {Tag::ParamI, "1"},
-    {Tag::ParamL, "100"},         {Tag::ParamG, "4"},         {Tag::Velocity, "98304"},
-    {Tag::Acceleration, "655"},   {Tag::ParamFo, "20"},       {Tag::ParamFp, "50"},
-    {Tag::IntFanOn, "0"},         {Tag::IntFanAuto, "255"},   {Tag::IntFanSet, "20"},
-    {Tag::IntFanHyst, "2"},       {Tag::ParamAc, "255"},      {Tag::ParamDb, "0"},
-    {Tag::DeadbandTime, "100"},   {Tag::DeadbandSettle, "5"}, {Tag::ErrorHandheld, "255"},
-    {Tag::HeaterKp, "500"},       {Tag::HeaterKd, "100"},     {Tag::HeaterKi, "10"},
-    {Tag::HeaterDerivTime, "10"}, {Tag::HeaterILimit, "50"},
+constexpr std::pair<std::string_view, const char*> kDefaults[] = {
+    {tag::MotorPGain, "40"},      {tag::MotorDGain, "300"},      {tag::MotorIGain, "1"},
+    {tag::MotorILimit, "100"},    {tag::MotorDeriv, "4"},        {tag::Velocity, "98304"},
+    {tag::Acceleration, "655"},   {tag::FanThreshold, "20"},     {tag::FanPulse, "50"},
+    {tag::InternalFanOn, "0"},    {tag::InternalFanAuto, "255"}, {tag::InternalFanSet, "20"},
+    {tag::InternalFanHyst, "2"},  {tag::AutoCurrent, "255"},     {tag::DeadbandOn, "0"},
+    {tag::DeadbandSettle, "100"}, {tag::Deadband, "5"},          {tag::ErrorHandheld, "255"},
+    {tag::HeaterPGain, "500"},    {tag::HeaterDGain, "100"},     {tag::HeaterIGain, "10"},
+    {tag::HeaterDTime, "10"},     {tag::HeaterILimit, "50"},
 };
 
 } // namespace
 
 ControllerParams::ControllerParams() {
-    for (const auto& [tag, text] : kDefaults)
-        values_[tag] = QByteArray(text);
+    for (const auto& [t, text] : kDefaults)
+        values_[t] = QByteArray(text);
 }
 
-std::optional<Tag> ControllerParams::tagFor(Cmd cmd) {
-    for (const auto& [c, tag] : kCommandTags)
-        if (c == cmd)
-            return tag;
+std::optional<std::string_view> ControllerParams::tagFor(std::string_view w) {
+    for (const auto& [candidate, t] : kWordTags)
+        if (candidate == w)
+            return t;
     return std::nullopt;
 }
 
-std::span<const Tag> ControllerParams::firstGroup() {
+std::span<const std::string_view> ControllerParams::firstGroup() {
     return kFirstGroup;
 }
 
-std::span<const Tag> ControllerParams::secondGroup() {
+std::span<const std::string_view> ControllerParams::secondGroup() {
     return kSecondGroup;
 }
 
-QByteArray ControllerParams::value(Tag tag) const {
-    const auto it = values_.find(tag);
+QByteArray ControllerParams::value(std::string_view t) const {
+    const auto it = values_.find(t);
     return it == values_.end() ? QByteArrayLiteral("0") : it->second;
 }
 
-double ControllerParams::number(Tag tag) const {
-    const QByteArray text = value(tag);
-    return wire::toNumber(std::string_view(text.constData(), std::size_t(text.size()))).value_or(0);
+double ControllerParams::number(std::string_view t) const {
+    const QByteArray text = value(t);
+    return plainDecimal(std::string_view(text.constData(), std::size_t(text.size()))).value_or(0);
 }
 
-void ControllerParams::set(Tag tag, const QByteArray& text) {
-    if (!text.isEmpty())
-        values_[tag] = text;
+void ControllerParams::set(std::string_view t, const QByteArray& text) {
+    // Keys are the tag constants themselves, which live as long as the program.
+    if (const auto it = values_.find(t); it != values_.end() && !text.isEmpty())
+        it->second = text;
 }
 
-void ControllerParams::setInternalFan(Cmd cmd, const QByteArray& text) {
-    const bool thermostat = cmd == Cmd::InternalFanOther;
-    set(thermostat ? Tag::IntFanAuto : Tag::IntFanOn, text);
-    set(thermostat ? Tag::IntFanOn : Tag::IntFanAuto, QByteArrayLiteral("0"));
+void ControllerParams::setInternalFan(std::string_view w, const QByteArray& text) {
+    const bool thermostat = w == word::InternalFanAuto;
+    set(thermostat ? tag::InternalFanAuto : tag::InternalFanOn, text);
+    set(thermostat ? tag::InternalFanOn : tag::InternalFanAuto, QByteArrayLiteral("0"));
 }
 
 } // namespace mivel::sim

@@ -1,13 +1,11 @@
 #pragma once
 
-#include "link/Commands.h"
-#include "link/Replies.h"
-
 #include <QByteArray>
 
 #include <map>
 #include <optional>
 #include <span>
+#include <string_view>
 
 namespace mivel::sim {
 
@@ -18,23 +16,23 @@ class ControllerParams {
 public:
     ControllerParams();
 
-    // The tag a parameter command sets, if the command sets one.
-    static std::optional<wire::Tag> tagFor(wire::Cmd cmd);
+    // The reply tag of the parameter a command word sets, if the word sets one.
+    static std::optional<std::string_view> tagFor(std::string_view word);
     // The tags answered to "G " and to "< ", in the order the unit sends them.
-    static std::span<const wire::Tag> firstGroup();
-    static std::span<const wire::Tag> secondGroup();
+    static std::span<const std::string_view> firstGroup();
+    static std::span<const std::string_view> secondGroup();
 
-    QByteArray value(wire::Tag tag) const;
+    QByteArray value(std::string_view tag) const;
     // The value as a number, 0 when it is not one.
-    double number(wire::Tag tag) const;
-    void set(wire::Tag tag, const QByteArray& text);
+    double number(std::string_view tag) const;
+    void set(std::string_view tag, const QByteArray& text);
 
     // The internal fan words: "{" n turns the fan on (n 0 = off), "}" n puts it on its
     // thermostat; either one clears the other.
-    void setInternalFan(wire::Cmd cmd, const QByteArray& text);
+    void setInternalFan(std::string_view word, const QByteArray& text);
 
 private:
-    std::map<wire::Tag, QByteArray> values_;
+    std::map<std::string_view, QByteArray, std::less<>> values_;
 };
 
 } // namespace mivel::sim

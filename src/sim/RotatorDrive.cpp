@@ -30,7 +30,9 @@ void RotatorDrive::stop() {
 
 void RotatorDrive::home() {
     moveTo(0);
-    homing_ = true;
+    // Already on the home mark: found at once, with nothing to turn.
+    homing_ = remaining_ != 0;
+    homed_ = homed_ || !homing_;
 }
 
 void RotatorDrive::declare(qint64 angle) {

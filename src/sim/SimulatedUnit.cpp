@@ -1,6 +1,6 @@
 #include "SimulatedUnit.h"
 
-#include "link/Numbers.h"
+#include "UnitWords.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,21 +8,8 @@
 namespace mivel::sim {
 namespace {
 
-using wire::Cmd;
-using wire::Tag;
-
 std::string_view view(const QByteArray& text) {
     return {text.constData(), std::size_t(text.size())};
-}
-
-// A whole-number argument; a missing or unreadable one counts as 0, as the unit's own number
-// reading does.
-qint64 whole(const QByteArray& argument) {
-    return wire::toLong(view(argument)).value_or(0);
-}
-
-double decimal(const QByteArray& argument) {
-    return wire::toNumber(view(argument)).value_or(0);
 }
 
 bool hasDecimalPoint(const QByteArray& argument) {
@@ -31,6 +18,22 @@ bool hasDecimalPoint(const QByteArray& argument) {
 
 QByteArray number(qint64 value) {
     return QByteArray::number(value);
+}
+
+// The words of the controller parameter upload. Any other command ends an upload that was cut
+// short, so that a PC which gave up half way does not leave "j", "i", "v" and "p" meaning
+// parameters for ever.
+constexpr std::string_view kUploadWords[] = {
+    word::InternalFanOn, word::InternalFanAuto, word::InternalFanSet, word::InternalFanHyst,
+    word::FanThreshold,  word::FanPulse,        word::MotorPGain,     word::MotorDGain,
+    word::MotorDeriv,    word::MotorIGain,      word::MotorILimit,    word::Velocity,
+    word::Acceleration,  word::AutoCurrent,     word::ErrorHandheld,  word::DeadbandOn,
+    word::Deadband,      word::DeadbandSettle,  word::HeaterPGain,    word::HeaterDGain,
+    word::HeaterDTime,   word::HeaterIGain,     word::HeaterILimit,   word::EndUpload,
+};
+
+bool isUploadWord(std::string_view w) {
+    return std::find(std::begin(kUploadWords), std::end(kUploadWords), w) != std::end(kUploadWords);
 }
 
 } // namespace
@@ -47,182 +50,198 @@ enum class SimulatedUnit::When : quint8 {
     Anywhere,     // in normal running and in the loader
 };
 
+// What a command needs of its argument. The unit reads numbers in plain decimal only; a
+// command whose number it cannot read is dropped and changes nothing.
+enum class SimulatedUnit::Needs : quint8 { Nothing, Number };
+
+struct SimulatedUnit::Argument {
+    QByteArray text;
+    double value = 0;
+    qint64 whole() const { return std::llround(value); }
+    int integer() const { return int(whole()); }
+};
+
 struct SimulatedUnit::Rule {
-    Cmd cmd;
+    std::string_view word;
     When when;
-    void (*act)(SimulatedUnit& unit, Cmd cmd, const QByteArray& argument);
+    Needs needs;
+    void (*act)(SimulatedUnit& unit, const Rule& rule, const Argument& argument);
 };
 
 const std::vector<SimulatedUnit::Rule>& SimulatedUnit::rules() {
     using U = SimulatedUnit;
-    static const auto nothing = [](U&, Cmd, const QByteArray&) {};
-    static const auto parameter = [](U& u, Cmd cmd, const QByteArray& a) {
-        u.params_.set(*ControllerParams::tagFor(cmd), a);
+    using A = Argument;
+    constexpr When Always = When::Always;
+    constexpr Needs None = Needs::Nothing;
+    constexpr Needs Number = Needs::Number;
+    static const auto nothing = [](U&, const Rule&, const A&) {};
+    static const auto parameter = [](U& u, const Rule& r, const A& a) {
+        u.params_.set(*ControllerParams::tagFor(r.word), a.text);
     };
-    static const auto calibrate = [](U& u, Cmd cmd, const QByteArray& a) {
-        // A, B, C are the slopes and D, E, F the intercepts of the three air and mirror sensors.
-        const int n = int(cmd) - int(Cmd::Sensor1Slope);
-        const auto sensor = Sensor(n % 3);
-        if (n < 3)
-            u.thermal_.setSlope(sensor, decimal(a));
-        else
-            u.thermal_.setOffset(sensor, decimal(a));
+    static const auto internalFan = [](U& u, const Rule& r, const A& a) {
+        u.uploading_ = true;
+        u.params_.setInternalFan(r.word, a.text);
+    };
+    static const auto slope = [](U& u, const Rule& r, const A& a) {
+        const auto sensor = r.word == word::Sensor1Slope   ? Sensor::Ambient
+                            : r.word == word::Sensor2Slope ? Sensor::Primary
+                                                           : Sensor::Secondary;
+        u.thermal_.setSlope(sensor, a.value);
+    };
+    static const auto intercept = [](U& u, const Rule& r, const A& a) {
+        const auto sensor = r.word == word::Sensor1Intercept   ? Sensor::Ambient
+                            : r.word == word::Sensor2Intercept ? Sensor::Primary
+                                                               : Sensor::Secondary;
+        u.thermal_.setOffset(sensor, a.value);
     };
     static const std::vector<Rule> table{
         // Queries.
-        {Cmd::Probe, When::Always,
-         [](U& u, Cmd, const QByteArray&) {
-             u.reply({{Tag::Probe, "1"}});
+        {word::Probe, Always, None,
+         [](U& u, const Rule&, const A&) {
+             u.reply({{tag::Probe, "1"}});
          }},
-        {Cmd::Version, When::Always,
-         [](U& u, Cmd, const QByteArray&) {
-             u.reply({{Tag::Version, u.version_}});
+        {word::Version, Always, None,
+         [](U& u, const Rule&, const A&) {
+             u.reply({{tag::Version, u.version_}});
          }},
-        {Cmd::FocusStatus, When::Always, [](U& u, Cmd, const QByteArray&) { u.focusStatus(); }},
-        {Cmd::Temperatures, When::Always, [](U& u, Cmd, const QByteArray&) { u.temperatures(); }},
-        {Cmd::RotatorStatus, When::Always, [](U& u, Cmd, const QByteArray&) { u.rotatorStatus(); }},
-        {Cmd::DiagnosticPoll, When::NotUploading,
-         [](U& u, Cmd, const QByteArray&) { u.diagnostic(); }},
-        {Cmd::TempCompParams, When::Always,
-         [](U& u, Cmd, const QByteArray&) { u.tempCompParams(); }},
-        {Cmd::FocusHomedQuery, When::Always,
-         [](U& u, Cmd, const QByteArray&) {
-             u.reply({{Tag::FocusHomed, number(u.focus_.homed())}});
+        {word::FocusStatus, Always, None, [](U& u, const Rule&, const A&) { u.focusStatus(); }},
+        {word::Temperatures, Always, None, [](U& u, const Rule&, const A&) { u.temperatures(); }},
+        {word::RotatorStatus, Always, None, [](U& u, const Rule&, const A&) { u.rotatorStatus(); }},
+        {word::DiagnosticPoll, When::NotUploading, None,
+         [](U& u, const Rule&, const A&) { u.diagnostic(); }},
+        {word::TempCompParams, Always, None,
+         [](U& u, const Rule&, const A&) { u.tempCompParams(); }},
+        {word::FocusHomedQuery, Always, None,
+         [](U& u, const Rule&, const A&) {
+             u.reply({{tag::FocusHomed, number(u.focus_.homed())}});
          }},
-        {Cmd::RotatorHomedQuery, When::Always,
-         [](U& u, Cmd, const QByteArray&) {
-             u.reply({{Tag::RotatorHomed, number(u.rotator_.homed())}});
+        {word::RotatorHomedQuery, Always, None,
+         [](U& u, const Rule&, const A&) {
+             u.reply({{tag::RotatorHomed, number(u.rotator_.homed())}});
          }},
-        {Cmd::ReadParams, When::Always,
-         [](U& u, Cmd, const QByteArray&) { u.parameterGroup(ControllerParams::firstGroup()); }},
-        {Cmd::ReadMoreParams, When::Always,
-         [](U& u, Cmd, const QByteArray&) { u.parameterGroup(ControllerParams::secondGroup()); }},
-        {Cmd::ConsoleStart, When::Always, nothing},
-        {Cmd::TempCompPrepare, When::Always, nothing},
+        {word::ReadParams, Always, None,
+         [](U& u, const Rule&, const A&) { u.parameterGroup(ControllerParams::firstGroup()); }},
+        {word::ReadMoreParams, Always, None,
+         [](U& u, const Rule&, const A&) { u.parameterGroup(ControllerParams::secondGroup()); }},
+        {word::ConsoleStart, Always, None, nothing},
+        {word::TempCompPrepare, Always, None, nothing},
 
         // Focuser.
-        {Cmd::FocusMove, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.focus_.moveTo(whole(a)); }},
-        {Cmd::FocusStep, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.focus_.moveBy(whole(a)); }},
-        {Cmd::FocusHome, When::Always, [](U& u, Cmd, const QByteArray&) { u.focus_.home(); }},
-        {Cmd::FocusStop, When::Always, [](U& u, Cmd, const QByteArray&) { u.focus_.stop(); }},
-        {Cmd::ForceMotorOff, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.focus_.setForcedOff(whole(a) != 0); }},
-        {Cmd::RecordFocus, When::Always,
-         [](U& u, Cmd, const QByteArray&) {
+        {word::FocusMove, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.focus_.moveTo(a.whole()); }},
+        {word::FocusStep, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.focus_.moveBy(a.whole()); }},
+        {word::FocusHome, Always, None, [](U& u, const Rule&, const A&) { u.focus_.home(); }},
+        {word::FocusStop, Always, None, [](U& u, const Rule&, const A&) { u.focus_.stop(); }},
+        {word::ForceMotorOff, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.focus_.setForcedOff(a.whole() != 0); }},
+        {word::RecordFocus, Always, None,
+         [](U& u, const Rule&, const A&) {
              u.focusRecorded_ = true;
              u.recordedFocus_ = u.focus_.position();
          }},
-        {Cmd::RecallFocus, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.recallFocus_ = whole(a) != 0; }},
-        {Cmd::MirrorSpacing, When::Whole,
-         [](U& u, Cmd, const QByteArray& a) { u.mirrorSpacing_ = int(whole(a)); }},
+        {word::RecallFocus, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.recallFocus_ = a.whole() != 0; }},
+        {word::MirrorSpacing, When::Whole, Number,
+         [](U& u, const Rule&, const A& a) { u.mirrorSpacing_ = a.integer(); }},
 
         // Temperature compensation.
-        {Cmd::TempCompMode, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.setTempCompMode(int(whole(a))); }},
-        {Cmd::TempCompCoefficient, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.tempComp_.setCoefficient(int(whole(a))); }},
-        {Cmd::TempCompThreshold, When::Whole,
-         [](U& u, Cmd, const QByteArray& a) { u.tempComp_.setThreshold(int(whole(a))); }},
+        {word::TempCompMode, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.setTempCompMode(a.integer()); }},
+        {word::TempCompCoefficient, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.tempComp_.setCoefficient(a.integer()); }},
+        {word::TempCompThreshold, When::Whole, Number,
+         [](U& u, const Rule&, const A& a) { u.tempComp_.setThreshold(a.integer()); }},
 
         // Rotator.
-        {Cmd::RotatorHome, When::Always, [](U& u, Cmd, const QByteArray&) { u.rotator_.home(); }},
-        {Cmd::RotatorMove, When::NotUploading,
-         [](U& u, Cmd, const QByteArray& a) { u.rotator_.moveBy(whole(a)); }},
-        {Cmd::RotatorStep, When::Always,
-         [](U& u, Cmd, const QByteArray& a) {
-             if (const qint64 steps = whole(a); steps == 0)
+        {word::RotatorHome, Always, None, [](U& u, const Rule&, const A&) { u.rotator_.home(); }},
+        {word::RotatorMove, When::NotUploading, Number,
+         [](U& u, const Rule&, const A& a) { u.rotator_.moveBy(a.whole()); }},
+        {word::RotatorStep, Always, Number,
+         [](U& u, const Rule&, const A& a) {
+             if (const qint64 steps = a.whole(); steps == 0)
                  u.rotator_.stop();
              else
                  u.rotator_.moveBy(steps);
          }},
-        {Cmd::RotatorAbsolute, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.rotator_.moveTo(whole(a)); }},
-        {Cmd::WrapZero, When::NotUploading,
-         [](U& u, Cmd, const QByteArray&) { u.rotator_.zeroWrap(); }},
-        {Cmd::ResetRotatorAngle, When::NotUploading,
-         [](U& u, Cmd, const QByteArray& a) { u.rotator_.declare(whole(a)); }},
-        {Cmd::RecordRotator, When::NotUploading,
-         [](U& u, Cmd, const QByteArray&) {
+        {word::RotatorAbsolute, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.rotator_.moveTo(a.whole()); }},
+        {word::WrapZero, When::NotUploading, None,
+         [](U& u, const Rule&, const A&) { u.rotator_.zeroWrap(); }},
+        {word::ResetRotatorAngle, When::NotUploading, Number,
+         [](U& u, const Rule&, const A& a) { u.rotator_.declare(a.whole()); }},
+        {word::RecordRotator, When::NotUploading, None,
+         [](U& u, const Rule&, const A&) {
              u.rotatorRecorded_ = true;
              u.recordedRotator_ = u.rotator_.position();
          }},
-        {Cmd::RecallRotator, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.recallRotator_ = whole(a) != 0; }},
+        {word::RecallRotator, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.recallRotator_ = a.whole() != 0; }},
 
         // Fan, heaters and the console's limits spinner.
-        {Cmd::FanMode, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setFanMode(int(whole(a))); }},
-        {Cmd::FanPower, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setFanPower(int(whole(a))); }},
-        {Cmd::FanGain, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setFanGain(int(whole(a))); }},
-        {Cmd::FanDeadBand, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setFanDeadBand(int(whole(a))); }},
-        {Cmd::HeaterMode, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setHeaterMode(int(whole(a))); }},
-        {Cmd::HeaterPower, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setHeaterPower(int(whole(a))); }},
+        {word::FanMode, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setFanMode(a.integer()); }},
+        {word::FanPower, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setFanPower(a.integer()); }},
+        {word::FanGain, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setFanGain(a.integer()); }},
+        {word::FanDeadBand, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setFanDeadBand(a.integer()); }},
+        {word::HeaterMode, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setHeaterMode(a.integer()); }},
+        {word::HeaterPower, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setHeaterPower(a.integer()); }},
         // The set point comes in degrees as written and is kept, and reported, in tenths.
-        {Cmd::HeaterSetPoint, When::Always,
-         [](U& u, Cmd, const QByteArray& a) {
-             u.thermal_.setHeaterSetPoint(int(std::lround(decimal(a) * 10)));
+        {word::HeaterSetPoint, Always, Number,
+         [](U& u, const Rule&, const A& a) {
+             u.thermal_.setHeaterSetPoint(int(std::lround(a.value * 10)));
          }},
-        {Cmd::Dew1Power, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setDewPower(1, int(whole(a))); }},
-        {Cmd::Dew2Power, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.thermal_.setDewPower(2, int(whole(a))); }},
-        {Cmd::Limits, When::Always,
-         [](U& u, Cmd, const QByteArray& a) { u.limits_ = int(whole(a)); }},
+        {word::Dew1Power, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setDewPower(1, a.integer()); }},
+        {word::Dew2Power, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.thermal_.setDewPower(2, a.integer()); }},
+        {word::Limits, Always, Number,
+         [](U& u, const Rule&, const A& a) { u.limits_ = a.integer(); }},
 
         // Sensor calibration.
-        {Cmd::Sensor1Slope, When::Always, calibrate},
-        {Cmd::Sensor2Slope, When::Always, calibrate},
-        {Cmd::Sensor3Slope, When::Always, calibrate},
-        {Cmd::Sensor1Intercept, When::Always, calibrate},
-        {Cmd::Sensor2Intercept, When::Decimal, calibrate},
-        {Cmd::Sensor3Intercept, When::Decimal, calibrate},
+        {word::Sensor1Slope, Always, Number, slope},
+        {word::Sensor2Slope, Always, Number, slope},
+        {word::Sensor3Slope, Always, Number, slope},
+        {word::Sensor1Intercept, Always, Number, intercept},
+        {word::Sensor2Intercept, When::Decimal, Number, intercept},
+        {word::Sensor3Intercept, When::Decimal, Number, intercept},
 
         // Controller parameters. The upload opens with the internal fan word and ends with "u".
-        {Cmd::InternalFanOn, When::Always,
-         [](U& u, Cmd cmd, const QByteArray& a) {
-             u.uploading_ = true;
-             u.params_.setInternalFan(cmd, a);
-         }},
-        {Cmd::InternalFanOther, When::Always,
-         [](U& u, Cmd cmd, const QByteArray& a) {
-             u.uploading_ = true;
-             u.params_.setInternalFan(cmd, a);
-         }},
-        {Cmd::EndUpload, When::Always, [](U& u, Cmd, const QByteArray&) { u.uploading_ = false; }},
-        {Cmd::InternalFanSet, When::Always, parameter},
-        {Cmd::InternalFanHyst, When::Always, parameter},
-        {Cmd::ParamAt, When::Always, parameter},
-        {Cmd::ParamZ, When::Always, parameter},
-        {Cmd::MotorPGain, When::Uploading, parameter},
-        {Cmd::MotorDGain, When::Uploading, parameter},
-        {Cmd::MotorDeriv, When::Uploading, parameter},
-        {Cmd::MotorIGain, When::Uploading, parameter},
-        {Cmd::MotorILimit, When::Uploading, parameter},
-        {Cmd::Velocity, When::Uploading, parameter},
-        {Cmd::Acceleration, When::Uploading, parameter},
-        {Cmd::AutoCurrent, When::Always, parameter},
-        {Cmd::ErrorHandheld, When::Always, parameter},
-        {Cmd::DeadbandOn, When::Always, parameter},
-        {Cmd::Deadband, When::Always, parameter},
-        {Cmd::DeadbandSettle, When::Always, parameter},
-        {Cmd::HeaterPGain, When::Always, parameter},
-        {Cmd::HeaterDGain, When::Always, parameter},
-        {Cmd::HeaterDTime, When::Always, parameter},
-        {Cmd::HeaterIGain, When::Always, parameter},
-        {Cmd::HeaterILimit, When::Always, parameter},
+        {word::InternalFanOn, Always, Number, internalFan},
+        {word::InternalFanAuto, Always, Number, internalFan},
+        {word::EndUpload, Always, None, [](U& u, const Rule&, const A&) { u.uploading_ = false; }},
+        {word::InternalFanSet, Always, Number, parameter},
+        {word::InternalFanHyst, Always, Number, parameter},
+        {word::FanThreshold, Always, Number, parameter},
+        {word::FanPulse, Always, Number, parameter},
+        {word::MotorPGain, When::Uploading, Number, parameter},
+        {word::MotorDGain, When::Uploading, Number, parameter},
+        {word::MotorDeriv, When::Uploading, Number, parameter},
+        {word::MotorIGain, When::Uploading, Number, parameter},
+        {word::MotorILimit, When::Uploading, Number, parameter},
+        {word::Velocity, When::Uploading, Number, parameter},
+        {word::Acceleration, When::Uploading, Number, parameter},
+        {word::AutoCurrent, Always, Number, parameter},
+        {word::ErrorHandheld, Always, Number, parameter},
+        {word::DeadbandOn, Always, Number, parameter},
+        {word::Deadband, Always, Number, parameter},
+        {word::DeadbandSettle, Always, Number, parameter},
+        {word::HeaterPGain, Always, Number, parameter},
+        {word::HeaterDGain, Always, Number, parameter},
+        {word::HeaterDTime, Always, Number, parameter},
+        {word::HeaterIGain, Always, Number, parameter},
+        {word::HeaterILimit, Always, Number, parameter},
 
         // Firmware loader.
-        {Cmd::LoaderEnter, When::Anywhere, [](U& u, Cmd, const QByteArray&) { u.enterLoader(); }},
-        {Cmd::LoaderErase, When::Loader, [](U& u, Cmd, const QByteArray&) { u.erase(); }},
-        {Cmd::LoaderProgram, When::Loader, [](U& u, Cmd, const QByteArray&) { u.program(); }},
+        {word::LoaderEnter, When::Anywhere, None,
+         [](U& u, const Rule&, const A&) { u.enterLoader(); }},
+        {word::LoaderErase, When::Loader, None, [](U& u, const Rule&, const A&) { u.erase(); }},
+        {word::LoaderProgram, When::Loader, None, [](U& u, const Rule&, const A&) { u.program(); }},
     };
     return table;
 }
@@ -249,8 +268,19 @@ void SimulatedUnit::receive(const QByteArray& fromPc) {
     if (hungUp_)
         return;
     catchUp();
+    if (uploading_ && uploadStalled()) {
+        // The PC stopped half way through an upload: the unit drops it, and any command half
+        // read with it, and reads what comes now as ordinary commands.
+        uploading_ = false;
+        reader_.setMode(CommandReader::Mode::Commands);
+    }
+    lastHeardMs_ = clock_.nowMs();
     held_ += fromPc;
     readHeld();
+}
+
+bool SimulatedUnit::uploadStalled() const {
+    return clock_.nowMs() - lastHeardMs_ >= UploadQuietMs;
 }
 
 void SimulatedUnit::readHeld() {
@@ -291,7 +321,7 @@ const SimulatedUnit::Rule* SimulatedUnit::resolve(const ReadCommand& command) co
         return false;
     };
     for (const Rule& rule : rules())
-        if (view(command.word) == wire::commandInfo(rule.cmd).word && applies(rule.when))
+        if (view(command.word) == rule.word && applies(rule.when))
             return &rule;
     return nullptr;
 }
@@ -301,8 +331,19 @@ void SimulatedUnit::dispatch(const ReadCommand& command) {
         takeRecord(command.argument);
         return;
     }
-    if (const Rule* rule = resolve(command))
-        rule->act(*this, rule->cmd, command.argument);
+    if (uploading_ && !isUploadWord(view(command.word)))
+        uploading_ = false;
+    const Rule* rule = resolve(command);
+    if (!rule)
+        return;
+    Argument argument{command.argument};
+    if (rule->needs == Needs::Number) {
+        const auto value = plainDecimal(view(command.argument));
+        if (!value)
+            return;
+        argument.value = *value;
+    }
+    rule->act(*this, *rule, argument);
 }
 
 void SimulatedUnit::restart() {
@@ -350,10 +391,9 @@ void SimulatedUnit::send(const QByteArray& reply) {
         line_.send(reply);
 }
 
-void SimulatedUnit::reply(std::initializer_list<std::pair<Tag, QByteArray>> items) {
+void SimulatedUnit::reply(std::initializer_list<std::pair<std::string_view, QByteArray>> items) {
     QByteArray out;
-    for (const auto& [tag, value] : items) {
-        const std::string_view word = wire::tagInfo(tag).wire;
+    for (const auto& [word, value] : items) {
         out.append(word.data(), qsizetype(word.size()));
         out += ' ';
         out += value;
@@ -363,97 +403,105 @@ void SimulatedUnit::reply(std::initializer_list<std::pair<Tag, QByteArray>> item
 }
 
 void SimulatedUnit::focusStatus() {
-    reply({{Tag::FocusTarget, number(focus_.target())},
-           {Tag::FocusActual, number(focus_.position())},
-           {Tag::FocusHomed, number(focus_.homed())},
-           {Tag::MotorCurrent, number(focus_.motorCurrentRaw())},
-           {Tag::MotorOn, number(focus_.moving())},
-           {Tag::ForceMotorOff, number(focus_.forcedOff())},
-           {Tag::TempCompMode, number(tempComp_.mode())},
-           {Tag::FocusRecord, number(focusRecordFlags())}});
+    // The unit repeats the two positions between the other fields, three times in all, so that
+    // a reader that catches only part of the reply still has them.
+    const QByteArray target = number(focus_.target());
+    const QByteArray actual = number(focus_.position());
+    reply({{tag::FocusTarget, target},
+           {tag::FocusActual, actual},
+           {tag::FocusHomed, number(focus_.homed())},
+           {tag::MotorCurrent, number(focus_.motorCurrentRaw())},
+           {tag::FocusTarget, target},
+           {tag::FocusActual, actual},
+           {tag::MotorOn, number(focus_.moving())},
+           {tag::ForceMotorOff, number(focus_.forcedOff())},
+           {tag::TempCompMode, number(tempComp_.mode())},
+           {tag::FocusRecord, number(focusRecordFlags())},
+           {tag::FocusTarget, target},
+           {tag::FocusActual, actual}});
     if (focusError_ != 0)
-        reply({{Tag::FocusError, number(focusError_)}});
+        reply({{tag::FocusError, number(focusError_)}});
 }
 
 void SimulatedUnit::temperatures() {
     const ThermalModel& t = thermal_;
-    reply({{Tag::Ambient, number(t.reported(Sensor::Ambient))},
-           {Tag::Primary, number(t.reported(Sensor::Primary))},
-           {Tag::Secondary, number(t.reported(Sensor::Secondary))},
-           {Tag::RawAmbient, number(t.raw(Sensor::Ambient))},
-           {Tag::RawPrimary, number(t.raw(Sensor::Primary))},
-           {Tag::RawSecondary, number(t.raw(Sensor::Secondary))},
-           {Tag::Electronics, number(t.reported(Sensor::Electronics))},
-           {Tag::CompSensorRaw, number(t.raw(Sensor::Ambient))},
-           {Tag::FanMode, number(t.fanMode())},
-           {Tag::FanPower, number(t.fanPower())},
-           {Tag::FanGain, number(t.fanGain())},
-           {Tag::FanDeadBand, number(t.fanDeadBand())},
-           {Tag::HeaterMode, number(t.heaterMode())},
-           {Tag::HeaterPower, number(t.heaterPower())},
-           {Tag::HeaterSetPoint, number(t.heaterSetPoint())},
-           {Tag::Dew1Power, number(t.dewPower(1))},
-           {Tag::Dew2Power, number(t.dewPower(2))}});
+    reply({{tag::Ambient, number(t.reported(Sensor::Ambient))},
+           {tag::Primary, number(t.reported(Sensor::Primary))},
+           {tag::Secondary, number(t.reported(Sensor::Secondary))},
+           {tag::RawAmbient, number(t.raw(Sensor::Ambient))},
+           {tag::RawPrimary, number(t.raw(Sensor::Primary))},
+           {tag::RawSecondary, number(t.raw(Sensor::Secondary))},
+           {tag::Electronics, number(t.reported(Sensor::Electronics))},
+           {tag::CompSensorRaw, number(t.raw(Sensor::Ambient))},
+           {tag::FanMode, number(t.fanMode())},
+           {tag::FanPower, number(t.fanPower())},
+           {tag::FanGain, number(t.fanGain())},
+           {tag::FanDeadBand, number(t.fanDeadBand())},
+           {tag::HeaterMode, number(t.heaterMode())},
+           {tag::HeaterPower, number(t.heaterPower())},
+           {tag::HeaterSetPoint, number(t.heaterSetPoint())},
+           {tag::Dew1Power, number(t.dewPower(1))},
+           {tag::Dew2Power, number(t.dewPower(2))}});
 }
 
 void SimulatedUnit::rotatorStatus() {
-    reply({{Tag::RotatorTarget, number(rotator_.target())},
-           {Tag::RotatorActual, number(rotator_.position())},
-           {Tag::Wrap, number(rotator_.wrap())},
-           {Tag::RotatorHomed, number(rotator_.homed())},
-           {Tag::RotatorRecord, number(rotatorRecordFlags())}});
+    reply({{tag::RotatorTarget, number(rotator_.target())},
+           {tag::RotatorActual, number(rotator_.position())},
+           {tag::Wrap, number(rotator_.wrap())},
+           {tag::RotatorHomed, number(rotator_.homed())},
+           {tag::RotatorRecord, number(rotatorRecordFlags())}});
 }
 
 void SimulatedUnit::tempCompParams() {
     // The slopes go first: a receiver can only read the coefficient once it knows the slope.
     const auto c = [this](Sensor s) { return thermal_.calibration(s); };
-    reply({{Tag::Slope1, number(c(Sensor::Ambient).slope)},
-           {Tag::Offset1, number(c(Sensor::Ambient).offset)},
-           {Tag::Slope2, number(c(Sensor::Primary).slope)},
-           {Tag::Offset2, number(c(Sensor::Primary).offset)},
-           {Tag::Slope3, number(c(Sensor::Secondary).slope)},
-           {Tag::Offset3, number(c(Sensor::Secondary).offset)},
-           {Tag::Slope4, number(c(Sensor::Electronics).slope)},
-           {Tag::Offset4, number(c(Sensor::Electronics).offset)},
-           {Tag::TempCompCoefficient, number(tempComp_.coefficient())},
-           {Tag::TempCompThreshold, number(tempComp_.threshold())},
-           {Tag::TempCompMode, number(tempComp_.mode())}});
+    reply({{tag::TempCompCoefficient, number(tempComp_.coefficient())},
+           {tag::TempCompThreshold, number(tempComp_.threshold())},
+           {tag::TempCompMode, number(tempComp_.mode())},
+           {tag::Slope[0], number(c(Sensor::Ambient).slope)},
+           {tag::Offset[0], number(c(Sensor::Ambient).offset)},
+           {tag::Slope[1], number(c(Sensor::Primary).slope)},
+           {tag::Offset[1], number(c(Sensor::Primary).offset)},
+           {tag::Slope[2], number(c(Sensor::Secondary).slope)},
+           {tag::Offset[2], number(c(Sensor::Secondary).offset)},
+           {tag::Slope[3], number(c(Sensor::Electronics).slope)},
+           {tag::Offset[3], number(c(Sensor::Electronics).offset)}});
 }
 
 void SimulatedUnit::diagnostic() {
     // The heater loop's working values, in the order of the diagnostic file's columns:
     // cse sKi sKp sKd sdi t6 sd1 ss t4 ce si sil dt sp.
     const ThermalModel& t = thermal_;
-    const auto p = [this](Tag tag) { return std::llround(params_.number(tag)); };
+    const auto p = [this](std::string_view t) { return std::llround(params_.number(t)); };
     const qint64 items[] = {
         std::llround(t.heaterError() * 100),
-        p(Tag::HeaterKi),
-        p(Tag::HeaterKp),
-        p(Tag::HeaterKd),
-        p(Tag::HeaterDerivTime),
+        p(tag::HeaterIGain),
+        p(tag::HeaterPGain),
+        p(tag::HeaterDGain),
+        p(tag::HeaterDTime),
         t.raw(Sensor::Secondary),
         t.dewPower(1),
         t.heaterPower(),
         t.raw(Sensor::Ambient),
         std::llround(t.fanError() * 100),
         std::llround(t.heaterIntegral()),
-        p(Tag::HeaterILimit),
+        p(tag::HeaterILimit),
         TickMs * 10,
         t.heaterSetPoint(),
     };
     QByteArray out;
     for (const qint64 item : items)
-        out += ":d " + number(item) + ' ';
-    out += ":d * ";
+        out += QByteArray(tag::Diagnostic.data(), qsizetype(tag::Diagnostic.size())) + ' ' +
+               number(item) + ' ';
+    out += QByteArray(tag::Diagnostic.data(), qsizetype(tag::Diagnostic.size())) + " * ";
     send(out);
 }
 
-void SimulatedUnit::parameterGroup(std::span<const Tag> tags) {
+void SimulatedUnit::parameterGroup(std::span<const std::string_view> tags) {
     QByteArray out;
-    for (const Tag tag : tags) {
-        const std::string_view word = wire::tagInfo(tag).wire;
-        out.append(word.data(), qsizetype(word.size()));
-        out += ' ' + params_.value(tag) + ' ';
+    for (const std::string_view t : tags) {
+        out.append(t.data(), qsizetype(t.size()));
+        out += ' ' + params_.value(t) + ' ';
     }
     send(out);
 }
@@ -466,7 +514,7 @@ void SimulatedUnit::enterLoader() {
         reader_.setMode(CommandReader::Mode::Loader);
         loader_ = LoaderState::Ready;
     }
-    reply({{Tag::LoaderStatus, QByteArray(1, LoaderReady)}});
+    reply({{tag::LoaderStatus, QByteArray(1, LoaderReady)}});
 }
 
 void SimulatedUnit::erase() {
@@ -482,7 +530,7 @@ void SimulatedUnit::eraseDone() {
                         : eraseFailure_       ? EraseFailed
                                               : LoaderReady;
     loader_ = status == LoaderReady ? LoaderState::Erased : LoaderState::Refused;
-    reply({{Tag::LoaderStatus, QByteArray(1, status)}});
+    reply({{tag::LoaderStatus, QByteArray(1, status)}});
     readHeld();
 }
 

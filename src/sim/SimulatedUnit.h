@@ -9,8 +9,6 @@
 #include "sim/ThermalModel.h"
 
 #include "link/Clock.h"
-#include "link/Commands.h"
-#include "link/Replies.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
@@ -18,6 +16,7 @@
 
 #include <initializer_list>
 #include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -37,6 +36,8 @@ public:
     static constexpr char NoProgrammingVoltage = 1;
     static constexpr char EraseFailed = 2;
     static constexpr qint64 TickMs = 100;
+    // The PC sends a parameter upload in one go; a pause this long means it gave up.
+    static constexpr qint64 UploadQuietMs = 1000;
 
     enum class LoaderState { Off, Ready, Erasing, Erased, Refused, Programming };
 
@@ -110,8 +111,11 @@ public:
     int rotatorRecordFlags() const;
     int recordedFocusPosition() const { return recordedFocus_; }
     int recordedRotatorPosition() const { return recordedRotator_; }
-    QByteArray parameter(wire::Tag tag) const { return params_.value(tag); }
-    bool uploading() const { return uploading_; }
+    // A controller parameter by its reply tag (":p", ":sil" ...), as the unit would report it.
+    QByteArray parameter(std::string_view tag) const { return params_.value(tag); }
+    // Inside a controller parameter upload, which "u" ends, as do any command that is not part
+    // of an upload and a pause of UploadQuietMs in the middle of one.
+    bool uploading() const { return uploading_ && !uploadStalled(); }
     LoaderState loaderState() const { return loader_; }
     QByteArrayList programmedRecords() const { return records_; }
 
@@ -125,6 +129,8 @@ signals:
 
 private:
     enum class When : quint8;
+    enum class Needs : quint8;
+    struct Argument;
     struct Rule;
     static const std::vector<Rule>& rules();
 
@@ -136,13 +142,14 @@ private:
     const Rule* resolve(const ReadCommand& command) const;
     void send(const QByteArray& reply);
 
-    void reply(std::initializer_list<std::pair<wire::Tag, QByteArray>> items);
+    bool uploadStalled() const;
+    void reply(std::initializer_list<std::pair<std::string_view, QByteArray>> items);
     void focusStatus();
     void temperatures();
     void rotatorStatus();
     void diagnostic();
     void tempCompParams();
-    void parameterGroup(std::span<const wire::Tag> tags);
+    void parameterGroup(std::span<const std::string_view> tags);
     void setTempCompMode(int mode);
     void moveFocusBy(int counts);
 
@@ -170,6 +177,7 @@ private:
     ControllerParams params_;
     QByteArray version_ = QByteArrayLiteral("3.02");
     bool uploading_ = false;
+    qint64 lastHeardMs_ = 0;
     int focusError_ = 0;
     int mirrorSpacing_ = 0;
     int limits_ = 0;

@@ -3,7 +3,6 @@
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
-#include "link/Commands.h"
 #include "link/Serial.h"
 
 #include <QSignalSpy>
@@ -11,9 +10,6 @@
 
 using namespace mivel;
 using sim::SimulatedUnit;
-using wire::Cmd;
-using wire::command;
-using wire::Lead;
 
 namespace {
 
@@ -33,7 +29,7 @@ private slots:
         auto device = sim::makeSimDevice(unit);
         QSignalSpy readable(device.get(), &SerialDevice::readyRead);
         QVERIFY(device->open(nullptr));
-        const QByteArray probe = command(Cmd::Probe);
+        const QByteArray probe = QByteArray("! ");
         QCOMPARE(device->write(probe), probe.size());
         // Not inside write(): the unit has heard nothing yet.
         QCOMPARE(unit.receivedBytes(), QByteArray());
@@ -47,13 +43,13 @@ private slots:
     void closedOrClearedDeviceCarriesNothing() {
         SimulatedUnit unit;
         auto device = sim::makeSimDevice(unit);
-        QCOMPARE(device->write(command(Cmd::Probe)), -1);
+        QCOMPARE(device->write("! "), -1);
         QVERIFY(device->open(nullptr));
-        device->write(command(Cmd::Probe));
+        device->write("! ");
         device->clear();
         settle();
         QCOMPARE(unit.receivedBytes(), QByteArray());
-        device->write(command(Cmd::Probe));
+        device->write("! ");
         settle();
         QCOMPARE(device->bytesAvailable(), 5);
         device->close();
@@ -68,7 +64,7 @@ private slots:
         Heard heard;
         connect(&serial, &Serial::myEvent, this, [&](const QByteArray& c) { heard(c); });
         QVERIFY(!serial.setConnected(true));
-        serial.transmit(command(Cmd::RotatorStatus, Lead::Space));
+        serial.transmit(QByteArray(" R "));
         QTRY_VERIFY(heard.has(":rrp"));
         QVERIFY(heard.chunks > 1);
         QCOMPARE(heard.tags(), (QStringList{":rs", ":rt", ":wr", ":rh", ":rrp"}));

@@ -2,9 +2,7 @@
 
 #include "sim/SimulatedUnit.h"
 
-#include "link/Commands.h"
-#include "link/Numbers.h"
-#include "link/Replies.h"
+#include "sim/UnitWords.h"
 
 #include <QTest>
 
@@ -13,18 +11,8 @@
 using namespace mivel;
 using sim::Sensor;
 using sim::SimulatedUnit;
-using wire::Cmd;
-using wire::command;
-using wire::Lead;
 
 namespace {
-
-QByteArray q(Cmd cmd) {
-    return command(cmd, Lead::Space);
-}
-QByteArray q(Cmd cmd, std::int64_t argument) {
-    return command(cmd, argument, Lead::Space);
-}
 
 // A unit on a manual clock with a receiver listening to it.
 struct Bench {
@@ -44,9 +32,9 @@ struct Bench {
         send(bytes);
         return heard;
     }
-    int focus(const char* tag) { return ask(q(Cmd::FocusStatus)).number(tag); }
-    int rotator(const char* tag) { return ask(q(Cmd::RotatorStatus)).number(tag); }
-    int thermal(const char* tag) { return ask(command(Cmd::Temperatures)).number(tag); }
+    int focus(const char* tag) { return ask(" Q ").number(tag); }
+    int rotator(const char* tag) { return ask(" R ").number(tag); }
+    int thermal(const char* tag) { return ask("T ").number(tag); }
 };
 
 } // namespace
@@ -59,12 +47,18 @@ private slots:
     void statusReplies_data() {
         QTest::addColumn<QByteArray>("cmd");
         QTest::addColumn<QString>("tags");
-        QTest::newRow("temperatures") << command(Cmd::Temperatures)
+        QTest::newRow("temperatures") << QByteArray("T ")
                                       << ":t1 :t2 :t3 :t4 :t5 :t6 :t7 :tca :fm :fs :fg :ft :sm "
                                          ":ss :st :d1 :d2";
-        // The slopes come before the coefficient, which cannot be read without them.
+        // The coefficient comes before the slope it is scaled by: a receiver that does not yet
+        // know the slope cannot read the coefficient of this reply.
         QTest::newRow("compensation")
-            << q(Cmd::TempCompParams) << ":sl1 :of1 :sl2 :of2 :sl3 :of3 :sl4 :of4 :tcc :tcm :tc";
+            << QByteArray(" l ") << ":tcc :tcm :tc :sl1 :of1 :sl2 :of2 :sl3 :of3 :sl4 :of4";
+        // Both positions three times over, so a receiver can count three actual positions.
+        QTest::newRow("focuser") << QByteArray(" Q ")
+                                 << ":s :a :h :mc :s :a :mo :mb :tc :frp :s :a";
+        QTest::newRow("rotator") << QByteArray(" R ") << ":rs :rt :wr :rh :rrp";
+        QTest::newRow("heater loop") << QByteArray("< ") << ":skp :skd :ski :sdi :sil";
     }
     void statusReplies() {
         QFETCH(QByteArray, cmd);
@@ -72,30 +66,26 @@ private slots:
         Bench b;
         const Heard h = b.ask(cmd);
         QCOMPARE(h.tags().join(' '), tags);
-        // Every tag is one the program knows, and its value is of the kind it expects.
-        for (const auto& [tag, value] : h.pairs) {
-            const wire::TagInfo* info = wire::findTag(tag);
-            QVERIFY2(info, tag.c_str());
-            if (info->kind == wire::ValueKind::Number)
-                QVERIFY2(wire::toNumber(value).has_value(), (tag + " " + value).c_str());
-        }
+        // Every value is a number in plain decimal.
+        for (const auto& [tag, value] : h.pairs)
+            QVERIFY2(sim::plainDecimal(value).has_value(), (tag + " " + value).c_str());
     }
 
     void exactReplies() {
         Bench b;
-        QCOMPARE(b.ask(command(Cmd::Probe)).bytes, QByteArray(":! 1 "));
-        QCOMPARE(b.ask(command(Cmd::Version)).bytes, QByteArray(":vr 3.02 "));
-        QCOMPARE(b.ask(q(Cmd::RotatorStatus)).bytes, QByteArray(":rs 0 :rt 0 :wr 0 :rh 0 :rrp 0 "));
+        QCOMPARE(b.ask("! ").bytes, QByteArray(":! 1 "));
+        QCOMPARE(b.ask("V ").bytes, QByteArray(":vr 3.02 "));
+        QCOMPARE(b.ask(" R ").bytes, QByteArray(":rs 0 :rt 0 :wr 0 :rh 0 :rrp 0 "));
         // Fourteen working values of the heater loop, then the end of the diagnostic line.
-        const Heard d = b.ask(q(Cmd::DiagnosticPoll, 0));
+        const Heard d = b.ask(" d0 ");
         QCOMPARE(d.tags(), QStringList(15, QStringLiteral(":d")));
         for (std::size_t i = 0; i < 14; ++i)
-            QVERIFY(wire::toNumber(d.pairs[i].second).has_value());
+            QVERIFY(sim::plainDecimal(d.pairs[i].second).has_value());
         QCOMPARE(d.value(":d"), QStringLiteral("*"));
         // Commands the unit acts on without a word back.
         for (const QByteArray& quiet :
-             {q(Cmd::ConsoleStart), q(Cmd::TempCompPrepare), command(Cmd::FocusMove, 10000),
-              q(Cmd::MirrorSpacing, 5), command(Cmd::Limits, 3)})
+             {QByteArray(" J "), QByteArray(" :V "), QByteArray("b10000 "), QByteArray(" E5 "),
+              QByteArray("t3 ")})
             QCOMPARE(b.ask(quiet).bytes, QByteArray());
     }
 
@@ -104,9 +94,9 @@ private slots:
     void focuserMovesHomesAndHoldsStill() {
         Bench b;
         b.unit.placeFocuser(10000, true);
-        b.send(command(Cmd::FocusMove, 12500));
+        b.send("b12500 ");
         b.run(1000);
-        Heard h = b.ask(q(Cmd::FocusStatus));
+        Heard h = b.ask(" Q ");
         QCOMPARE(h.number(":s"), 12500);
         QCOMPARE(h.number(":a"), 12000);
         QCOMPARE(h.number(":mo"), 1);
@@ -114,29 +104,29 @@ private slots:
         b.run(250);
         QCOMPARE(b.focus(":mc"), 0); // arrived: the motor rests
 
-        b.send(command(Cmd::FocusStep, -500)); // from where it is
+        b.send("m-500 "); // from where it is
         b.run(100);
-        b.send(command(Cmd::FocusStop));
+        b.send("S ");
         b.run(1000);
         QCOMPARE(b.unit.focusPosition(), 12300);
         QCOMPARE(b.unit.focusTarget(), 12300);
-        b.send(command(Cmd::FocusMove, -100)); // the unit keeps to its travel
+        b.send("b-100 "); // the unit keeps to its travel
         QCOMPARE(b.unit.focusTarget(), 0);
 
-        b.send(command(Cmd::ForceMotorOff, 32) + command(Cmd::FocusMove, 11000));
+        b.send("U32 b11000 ");
         b.run(2000);
         QCOMPARE(b.focus(":mb"), 1);
         QCOMPARE(b.unit.focusPosition(), 12300);
-        b.send(command(Cmd::ForceMotorOff, std::int64_t{0}));
+        b.send("U0 ");
         b.run(1000);
         QCOMPARE(b.unit.focusPosition(), 11000);
 
         b.unit.placeFocuser(10000, false);
-        b.send(command(Cmd::FocusHome));
+        b.send("h");
         b.run(4000);
-        QCOMPARE(b.ask(command(Cmd::FocusHomedQuery)).bytes, QByteArray(":h 0 "));
+        QCOMPARE(b.ask("o ").bytes, QByteArray(":h 0 "));
         b.run(1000);
-        QCOMPARE(b.ask(command(Cmd::FocusHomedQuery)).bytes, QByteArray(":h 1 "));
+        QCOMPARE(b.ask("o ").bytes, QByteArray(":h 1 "));
         QCOMPARE(b.unit.focusPosition(), 0);
     }
 
@@ -144,9 +134,9 @@ private slots:
         Bench b;
         b.unit.setRotatorSpeed(7200); // a turn in 10 s
         b.unit.placeRotator(1000, true);
-        b.send(q(Cmd::RotatorMove, -72000)); // a whole turn back ends where it started
+        b.send(" j-72000 "); // a whole turn back ends where it started
         b.run(5000);
-        Heard h = b.ask(q(Cmd::RotatorStatus));
+        Heard h = b.ask(" R ");
         QCOMPARE(h.number(":rs"), 1000);
         QCOMPARE(h.number(":rt"), 37000);
         QCOMPARE(h.number(":wr"), -36000);
@@ -154,34 +144,52 @@ private slots:
         QCOMPARE(b.unit.rotatorPosition(), 1000);
         QCOMPARE(b.unit.wrap(), -72000);
         // Absolute: half a turn or more forwards is taken backwards, as the PC's guard counts.
-        b.send(command(Cmd::RotatorAbsolute, 37000)); // +36000: backwards
+        b.send("|37000 "); // +36000: backwards
         b.run(10000);
         QCOMPARE(b.unit.wrap(), -108000);
-        b.send(command(Cmd::RotatorAbsolute, 50000)); // +13000: forwards
+        b.send("|50000 "); // +13000: forwards
         b.run(10000);
         QCOMPARE(b.unit.rotatorPosition(), 50000);
         QCOMPARE(b.unit.wrap(), -95000);
 
-        b.send(q(Cmd::WrapZero) + q(Cmd::ResetRotatorAngle, 100)); // declares, does not turn
+        b.send(" i  p100 "); // declares, does not turn
         QCOMPARE(b.unit.rotatorPosition(), 100);
         QCOMPARE(b.unit.wrap(), 0);
-        b.send(command(Cmd::RotatorStep, -200));
+        b.send("q-200 ");
         b.run(10000);
         QCOMPARE(b.unit.rotatorPosition(), 71900);
         QCOMPARE(b.unit.wrap(), -200);
 
-        b.send(command(Cmd::RotatorStep, 10000));
+        b.send("q10000 ");
         b.run(500);
-        b.send(command(Cmd::RotatorStep, std::int64_t{0})); // stops
+        b.send("q0 "); // stops
         b.run(1000);
         QCOMPARE(b.unit.rotatorTarget(), 3500); // 71900 + 3600, past the turn
         b.unit.placeRotator(1000, false, 0);
-        QCOMPARE(b.ask(command(Cmd::RotatorHomedQuery)).bytes, QByteArray(":rh 0 "));
-        b.send(command(Cmd::RotatorHome));
+        QCOMPARE(b.ask("H ").bytes, QByteArray(":rh 0 "));
+        b.send("r ");
         b.run(1000);
         QCOMPARE(b.unit.rotatorPosition(), 0);
         QCOMPARE(b.unit.wrap(), -1000);
-        QCOMPARE(b.ask(command(Cmd::RotatorHomedQuery)).bytes, QByteArray(":rh 1 "));
+        QCOMPARE(b.ask("H ").bytes, QByteArray(":rh 1 "));
+    }
+
+    // Homing finds the home mark from anywhere, the mark itself included.
+    void rotatorHomesFromWhereverItIs_data() {
+        QTest::addColumn<int>("angle");
+        QTest::newRow("at home already") << 0;
+        QTest::newRow("just past it") << 1;
+        QTest::newRow("just before it") << 71999;
+    }
+    void rotatorHomesFromWhereverItIs() {
+        QFETCH(int, angle);
+        Bench b;
+        b.unit.setRotatorSpeed(72000); // a turn a second
+        b.unit.placeRotator(angle, false);
+        b.send("r ");
+        b.run(1000);
+        QCOMPARE(b.ask("H ").bytes, QByteArray(":rh 1 "));
+        QCOMPARE(b.rotator(":rt"), 0);
     }
 
     // --- temperatures and compensation --------------------------------------------------
@@ -192,33 +200,32 @@ private slots:
         b.unit.setAmbient(50);
         b.unit.placeFocuser(20000, true);
         // -10 counts a degree with the ambient sensor's slope: counts per 1000 raw units.
-        b.send(q(Cmd::TempCompCoefficient, -1758) + q(Cmd::TempCompThreshold, 5) +
-               q(Cmd::TempCompMode, 1));
+        b.send(" =-1758  F5  +1 ");
         QCOMPARE(b.focus(":tc"), 1);
         b.unit.setAmbient(40);
         b.run(200);
         const int moved = b.unit.focusTarget() - 20000;
         QVERIFY2(std::abs(moved - 100) <= 3, qPrintable(QString::number(moved)));
         // Below the movement threshold, or off, nothing moves.
-        b.send(q(Cmd::TempCompThreshold, 50));
+        b.send(" F50 ");
         b.unit.setAmbient(39);
         b.run(1000);
         QCOMPARE(b.unit.focusTarget(), 20000 + moved);
-        b.send(q(Cmd::TempCompMode, 0));
+        b.send(" +0 ");
         b.unit.setAmbient(20);
         b.run(1000);
         QCOMPARE(b.unit.focusTarget(), 20000 + moved);
 
         // Manual: one correction for each synch.
-        b.send(q(Cmd::TempCompMode, 2) + q(Cmd::TempCompThreshold, 5));
+        b.send(" +2  F5 ");
         b.unit.setAmbient(10);
         b.run(1000);
         QCOMPARE(b.unit.focusTarget(), 20000 + moved);
-        b.send(q(Cmd::TempCompMode, 2));
+        b.send(" +2 ");
         const int corrected = b.unit.focusTarget();
         QVERIFY2(std::abs(corrected - 20000 - moved - 100) <= 3,
                  qPrintable(QString::number(corrected)));
-        b.send(q(Cmd::TempCompMode, 2));
+        b.send(" +2 ");
         QCOMPARE(b.unit.focusTarget(), corrected);
     }
 
@@ -227,9 +234,8 @@ private slots:
         const int raw = b.thermal(":t4");
         QCOMPARE(b.thermal(":tca"), raw);
         // New coefficients change the temperature the unit reports, not what the sensor reads.
-        b.send(wire::sensorCoefficient(Cmd::Sensor1Slope, 0.2) +
-               wire::sensorCoefficient(Cmd::Sensor1Intercept, -60));
-        const Heard l = b.ask(q(Cmd::TempCompParams));
+        b.send("A0.2000000 D-60.0000000 ");
+        const Heard l = b.ask(" l ");
         QCOMPARE(l.number(":sl1"), 20000);
         QCOMPARE(l.number(":of1"), -6000000);
         QCOMPARE(b.thermal(":t4"), raw);
@@ -245,7 +251,7 @@ private slots:
         // A heater on full power warms the secondary mirror above the air.
         b.unit.setNightSwing(0);
         b.unit.setAmbient(50);
-        b.send(q(Cmd::HeaterPower, 100));
+        b.send(" s100 ");
         b.run(30 * 60 * 1000);
         QVERIFY(b.unit.temperature(Sensor::Secondary) > 54);
     }
@@ -258,27 +264,26 @@ private slots:
             int (Bench::*query)(const char*);
             const char* tag;
             int value;
-        } settings[] = {
-            {q(Cmd::FanPower, 30), &Bench::thermal, ":fs", 30},
-            {command(Cmd::FanMode, 2), &Bench::thermal, ":fm", 2},
-            // The set point is sent in degrees and reported in tenths.
-            {command(Cmd::HeaterSetPoint, "2.5", Lead::Space), &Bench::thermal, ":st", 25},
-            {q(Cmd::Dew2Power, 30), &Bench::thermal, ":d2", 30},
-            // Record flags: 1 recall at power-up, 8 a position recorded.
-            {q(Cmd::RecordFocus), &Bench::focus, ":frp", 8},
-            {q(Cmd::RecallFocus, 1), &Bench::focus, ":frp", 9},
-            {q(Cmd::RecallRotator, 1), &Bench::rotator, ":rrp", 1}};
+        } settings[] = {{QByteArray(" y30 "), &Bench::thermal, ":fs", 30},
+                        {QByteArray("n2 "), &Bench::thermal, ":fm", 2},
+                        // The set point is sent in degrees and reported in tenths.
+                        {QByteArray(" P2.5 "), &Bench::thermal, ":st", 25},
+                        {QByteArray(" k30 "), &Bench::thermal, ":d2", 30},
+                        // Record flags: 1 recall at power-up, 8 a position recorded.
+                        {QByteArray(" f "), &Bench::focus, ":frp", 8},
+                        {QByteArray(" `1 "), &Bench::focus, ":frp", 9},
+                        {QByteArray(" /1 "), &Bench::rotator, ":rrp", 1}};
         for (const auto& s : settings) {
             b.send(s.cmd);
             QCOMPARE((b.*s.query)(s.tag), s.value);
         }
         // Recall on: after a power cycle the focuser goes back to the recorded position.
-        b.send(command(Cmd::FocusMove, 15000));
+        b.send("b15000 ");
         b.run(1000);
         b.unit.restart();
         b.run(1000);
         QCOMPARE(b.unit.focusPosition(), 10000);
-        b.send(q(Cmd::RecallFocus, 0) + command(Cmd::FocusMove, 15000));
+        b.send(" `0 b15000 ");
         b.run(1000);
         b.unit.restart();
         b.run(1000);
@@ -291,32 +296,114 @@ private slots:
         Bench b;
         b.unit.placeRotator(500, true);
         // Part of the calibration window's upload: it opens with the internal fan word.
-        const QByteArray upload = command(Cmd::InternalFanOther, 255) + command(Cmd::ParamAt, 25) +
-                                  command(Cmd::MotorPGain, "55") + command(Cmd::MotorIGain, "2") +
-                                  command(Cmd::MotorILimit, "150") +
-                                  command(Cmd::Velocity, 131072) +
-                                  command(Cmd::DeadbandSettle, 120) +
-                                  command(Cmd::HeaterDTime, "12") + command(Cmd::EndUpload);
+        const QByteArray upload = QByteArray("}255 @25 p55 i2 j150 v131072 W120 ?12 u");
         QCOMPARE(b.ask(upload).bytes, QByteArray());
-        QCOMPARE(b.ask(command(Cmd::ReadParams)).bytes,
+        QCOMPARE(b.ask("G ").bytes,
                  QByteArray(":p 55 :r 300 :i 2 :l 150 :g 4 :v 131072 :c 655 :fo 25 :fp 50 "
                             ":ifo 0 :ifa 255 :ifs 20 :ifh 2 :ac 255 :db 0 :dbt 120 :dbs 5 "
                             ":eh 255 "));
-        QCOMPARE(b.ask(command(Cmd::ReadMoreParams)).value(":sdi"), QStringLiteral("12"));
+        QCOMPARE(b.ask("< ").value(":sdi"), QStringLiteral("12"));
 
         // Inside the upload "j", "i", "v", "p" were parameters; the rotator was left alone.
         b.run(1000);
         QCOMPARE(b.unit.rotatorPosition(), 500);
         QCOMPARE(b.unit.rotatorRecordFlags(), 0);
         // After it they are rotator commands again.
-        b.send(q(Cmd::RotatorMove, 100));
+        b.send(" j100 ");
         b.run(1000);
         QCOMPARE(b.unit.rotatorPosition(), 600);
         // The internal fan's two words clear each other.
-        b.send(command(Cmd::InternalFanOn, 255) + command(Cmd::EndUpload));
-        const Heard g = b.ask(command(Cmd::ReadParams));
+        b.send("{255 u");
+        const Heard g = b.ask("G ");
         QCOMPARE(g.number(":ifo"), 255);
         QCOMPARE(g.number(":ifa"), 0);
+    }
+
+    // An upload cut short does not keep the unit in upload mode: the next command that is not
+    // part of an upload ends it, and so does a pause in the middle of one.
+    void interruptedUploadIsLeft() {
+        Bench b;
+        b.unit.placeRotator(500, true);
+        b.send("}255 p55 i2 ");
+        QVERIFY(b.unit.uploading());
+        b.send(" R ");
+        QVERIFY(!b.unit.uploading());
+        b.send(" j100 ");
+        b.run(1000);
+        QCOMPARE(b.unit.rotatorPosition(), 600);
+
+        // The PC stops half way through a word; a program started later moves the rotator.
+        b.send("}255 p56 j15");
+        b.run(SimulatedUnit::UploadQuietMs - 1);
+        QVERIFY(b.unit.uploading());
+        b.run(1);
+        QVERIFY(!b.unit.uploading());
+        b.send(" j100 ");
+        b.run(1000);
+        QCOMPARE(b.unit.rotatorPosition(), 700);
+        QCOMPARE(b.unit.parameter(":p"), QByteArray("56"));
+        QCOMPARE(b.unit.parameter(":l"), QByteArray("100"));
+
+        // An upload that arrives in pieces, each soon after the last, is read whole.
+        b.send("}255 p57 ");
+        b.run(SimulatedUnit::UploadQuietMs / 2);
+        b.send("j150 u");
+        b.run(1000);
+        QCOMPARE(b.unit.rotatorPosition(), 700);
+        QCOMPARE(b.unit.parameter(":l"), QByteArray("150"));
+    }
+
+    // The unit reads plain decimal numbers only; a command it cannot read changes nothing.
+    void onlyPlainDecimalArguments() {
+        Bench b;
+        b.unit.placeFocuser(11000, true);
+        b.send(" P2.5 y30 ");
+        const auto calibration = b.unit.calibration(Sensor::Ambient);
+        b.send(" P1e-05 y+40 b1e4 b12000x A2e-1 D.5e1 ");
+        b.send("}255 p5E1 i 150 u"); // "i" with no number, then a stray "150"
+        b.run(1000);
+        QCOMPARE(b.unit.heaterSetPoint(), 25);
+        QCOMPARE(b.unit.fanPower(), 30);
+        QCOMPARE(b.unit.focusTarget(), 11000);
+        QCOMPARE(b.unit.calibration(Sensor::Ambient).slope, calibration.slope);
+        QCOMPARE(b.unit.calibration(Sensor::Ambient).offset, calibration.offset);
+        QCOMPARE(b.unit.parameter(":p"), QByteArray("40"));
+        QCOMPARE(b.unit.parameter(":i"), QByteArray("1"));
+        // The same values written plainly are taken.
+        b.send(" P0.00001 y40 b12000 D-0.5 }255 p50 u");
+        b.run(1000);
+        QCOMPARE(b.unit.heaterSetPoint(), 0);
+        QCOMPARE(b.unit.fanPower(), 40);
+        QCOMPARE(b.unit.focusPosition(), 12000);
+        QCOMPARE(b.unit.calibration(Sensor::Ambient).offset, -50000);
+        QCOMPARE(b.unit.parameter(":p"), QByteArray("50"));
+    }
+
+    void plainDecimal_data() {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("numeric");
+        QTest::addColumn<double>("value");
+        QTest::newRow("whole") << QByteArray("12500") << true << 12500.0;
+        QTest::newRow("negative") << QByteArray("-72000") << true << -72000.0;
+        QTest::newRow("fraction") << QByteArray("-57.5000000") << true << -57.5;
+        QTest::newRow("no leading digit") << QByteArray(".5") << true << 0.5;
+        QTest::newRow("exponent") << QByteArray("1e-05") << false << 0.0;
+        QTest::newRow("upper-case exponent") << QByteArray("5E1") << false << 0.0;
+        QTest::newRow("plus sign") << QByteArray("+40") << false << 0.0;
+        QTest::newRow("two points") << QByteArray("1.2.3") << false << 0.0;
+        QTest::newRow("sign alone") << QByteArray("-") << false << 0.0;
+        QTest::newRow("empty") << QByteArray() << false << 0.0;
+        QTest::newRow("not a number") << QByteArray("nan") << false << 0.0;
+        QTest::newRow("trailing text") << QByteArray("12x") << false << 0.0;
+    }
+    void plainDecimal() {
+        QFETCH(QByteArray, text);
+        QFETCH(bool, numeric);
+        QFETCH(double, value);
+        const auto read = sim::plainDecimal(std::string_view(text.constData(), text.size()));
+        QCOMPARE(read.has_value(), numeric);
+        if (numeric)
+            QCOMPARE(*read, value);
     }
 
     // " E" and " F" with whole numbers are mirror spacing and threshold; with a decimal point
@@ -324,10 +411,9 @@ private slots:
     void wordsSharedWithSensorCoefficients() {
         Bench b;
         const auto before = b.unit.calibration(Sensor::Primary);
-        b.send(q(Cmd::MirrorSpacing, 1234) + q(Cmd::TempCompThreshold, 7));
+        b.send(" E1234  F7 ");
         QCOMPARE(b.unit.calibration(Sensor::Primary).offset, before.offset);
-        b.send(wire::sensorCoefficient(Cmd::Sensor2Intercept, -57.5) +
-               wire::sensorCoefficient(Cmd::Sensor3Intercept, -57));
+        b.send("E-57.5000000 F-57.0000000 ");
         QCOMPARE(b.unit.calibration(Sensor::Primary).offset, -5750000);
         QCOMPARE(b.unit.calibration(Sensor::Secondary).offset, -5700000);
         QCOMPARE(b.unit.mirrorSpacing(), 1234);
@@ -339,10 +425,10 @@ private slots:
     void loaderTakesTheFirmware() {
         Bench b;
         const QByteArray ready = QByteArray(":x ") + SimulatedUnit::LoaderReady + ' ';
-        QCOMPARE(b.ask(command(Cmd::LoaderEnter)).bytes, ready);
+        QCOMPARE(b.ask("x ").bytes, ready);
         b.heard.clear();
         // The PC goes straight on; the unit holds it all until the erase is done.
-        b.send(command(Cmd::LoaderErase) + command(Cmd::LoaderProgram) + "S1050000AABBCC");
+        b.send(QByteArray("EP") + "S1050000AABBCC");
         b.run(999);
         QCOMPARE(b.heard.bytes, QByteArray());
         b.run(1);
@@ -354,7 +440,7 @@ private slots:
         QCOMPARE(b.unit.programmedRecords(),
                  (QByteArrayList{"S1050000AABBCC", "S1050002DDEEFF", "S9030000FC"}));
         // The termination record ends the upload and the unit runs normally again.
-        QCOMPARE(b.ask(command(Cmd::Probe)).bytes, QByteArray(":! 1 "));
+        QCOMPARE(b.ask("! ").bytes, QByteArray(":! 1 "));
     }
 
     void loaderFaults_data() {
@@ -373,13 +459,13 @@ private slots:
         b.unit.setEraseFailure(fault == 1);
         b.unit.setAckMissing(fault == 2);
         b.unit.setAckDelayMs(fault == 3 ? 6000 : 0);
-        b.send(command(Cmd::LoaderEnter));
+        b.send("x ");
         b.heard.clear();
-        b.send(command(Cmd::LoaderErase));
+        b.send("E");
         b.run(1000);
         QCOMPARE(b.heard.bytes, QByteArray(":x ") + status + ' ');
         b.heard.clear();
-        b.send(command(Cmd::LoaderProgram) + "S1050000AABBCC");
+        b.send(QByteArray("P") + "S1050000AABBCC");
         b.run(5999);
         QCOMPARE(b.heard.bytes, QByteArray());
         b.run(10000);
@@ -391,14 +477,14 @@ private slots:
     void silentOrHungUpUnit() {
         Bench b;
         b.unit.setSilent(true); // acts, but says nothing
-        b.send(q(Cmd::FocusStatus) + command(Cmd::FocusMove, 10100));
+        b.send(" Q b10100 ");
         b.run(1000);
         QCOMPARE(b.heard.bytes, QByteArray());
         QCOMPARE(b.unit.focusPosition(), 10100);
         b.unit.setSilent(false);
         b.unit.setHungUp(true); // neither hears nor acts
         b.unit.clearReceived();
-        b.send(command(Cmd::FocusMove, 11000) + command(Cmd::Probe));
+        b.send("b11000 ! ");
         b.run(1000);
         QCOMPARE(b.heard.bytes, QByteArray());
         QCOMPARE(b.unit.focusTarget(), 10100);
@@ -407,16 +493,16 @@ private slots:
 
     void splitOrNoisyRepliesKeepTheirBytes() {
         Bench clean;
-        const QByteArray reply = clean.ask(command(Cmd::Temperatures)).bytes;
+        const QByteArray reply = clean.ask("T ").bytes;
         Bench split;
         split.unit.setSplitReplies(true);
-        const Heard h = split.ask(command(Cmd::Temperatures));
+        const Heard h = split.ask("T ");
         QCOMPARE(h.bytes, reply);
         QVERIFY(h.chunks > 5);
         // Noise is added, never taken away: the clean reply is still there in order.
         Bench noisy;
         noisy.unit.setGarbage(true);
-        const QByteArray bytes = noisy.ask(command(Cmd::Temperatures)).bytes;
+        const QByteArray bytes = noisy.ask("T ").bytes;
         QVERIFY(bytes.size() > reply.size());
         qsizetype at = 0;
         for (const char c : reply) {
@@ -427,7 +513,7 @@ private slots:
 
     void focusErrors() {
         Bench b;
-        b.send(command(Cmd::FocusMove, 12000));
+        b.send("b12000 ");
         b.unit.setFocusError(1); // position error: reported, the motor runs on
         QCOMPARE(b.focus(":e"), 1);
         b.run(500);
@@ -438,15 +524,15 @@ private slots:
         b.run(500);
         QCOMPARE(b.unit.focusPosition(), 11000);
         b.unit.setFocusError(0);
-        QVERIFY(!b.ask(q(Cmd::FocusStatus)).has(":e"));
+        QVERIFY(!b.ask(" Q ").has(":e"));
     }
 
     void pacingAtLineSpeed() {
         Bench clean;
-        const QByteArray reply = clean.ask(q(Cmd::FocusStatus)).bytes;
+        const QByteArray reply = clean.ask(" Q ").bytes;
         Bench b;
         b.unit.setPacing(sim::OutputLine::LineMsPerChar);
-        b.send(q(Cmd::FocusStatus));
+        b.send(" Q ");
         QCOMPARE(b.heard.bytes.size(), 0);
         b.run(10);
         QCOMPARE(b.heard.bytes, reply.left(9)); // 10 ms / 1.04 ms
