@@ -49,7 +49,8 @@ QList<PortEntry> availablePorts(const QString& simulatedDevice, const QString& d
 }
 
 int portIndexFor(const QList<PortEntry>& ports, int portNumber, const QString& device) {
-    const QString wanted = device.isEmpty() ? Serial::deviceNameForPort(qint16(portNumber)) : device;
+    const QString wanted =
+        device.isEmpty() ? Serial::deviceNameForPort(qint16(portNumber)) : device;
     for (int i = 0; i < ports.size(); ++i)
         if (ports[i].device == wanted)
             return i;
