@@ -87,7 +87,7 @@ bool ConsoleApp::mainConsoleOpen() const {
 
 void ConsoleApp::showMainConsole() {
     if (!main_) {
-        checkRegistry(ctx_); // the main console's load reads the settings afresh
+        checkRegistry(ctx_); // the main console's load runs the settings routine
         main_ = new MainWindow(*this);
         ctx_.shared().mainConsoleOpen = true;
         connect(main_, &MainWindow::closed, this,
