@@ -9,6 +9,7 @@
 #include "app/SettingsStoreFactory.h"
 #include "console/ui/ConsoleApp.h"
 #include "drivers/DriverSet.h"
+#include "link/LinkHub.h"
 #include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -17,6 +18,8 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QTextStream>
+
+#include <optional>
 
 using namespace mivel;
 
@@ -100,33 +103,39 @@ int main(int argc, char* argv[]) {
     AppContext ctx(openSettingsStore(paths), std::make_unique<LogPrompt>(),
                    options.simulate ? simulation.deviceFactory() : makeQtSerialDevice, paths);
     checkRegistry(ctx);
+    // A device given for this run is the port in use; the stored port stays as it was.
     if (!portDevice.isEmpty())
-        ctx.settings().portDevice = portDevice; // for this run; the stored port stays
+        ctx.settings().portDevice = portDevice;
 
     Serial& serial = ctx.hub().ensureSerial();
     serial.setPort(ctx.settings().port);
-    if (!ctx.settings().portDevice.isEmpty())
-        serial.setDevicePath(ctx.settings().portDevice);
-    // Headless, nobody could choose another port: one that does not open ends the program now.
-    // The console opens the port itself when the user connects.
-    if (headless)
+    serial.setDevicePath(ctx.settings().portDevice);
+    // The program lives while anything holds the link: a console window, or a client that has
+    // a driver object linked or a request running. The last holder to let go ends it.
+    QObject::connect(&ctx.hub(), &LinkHub::lastConnectorGone, app.get(),
+                     [] { QCoreApplication::exit(0); });
+    // Headless, the server itself holds the link for the whole run (only a stop signal ends
+    // it), and a port that does not open ends the program now: nobody could choose another.
+    // With the console, the user opens the port when connecting.
+    std::optional<Connector> server;
+    if (headless) {
+        server.emplace(ctx.hub());
         if (const Status opened = serial.setConnected(true); opened)
-            return fail(QStringLiteral("cannot open the serial port %1: %2")
-                            .arg(serial.deviceName(), opened->description));
+            return fail(QStringLiteral("cannot open the serial port: ") + opened->description);
+    }
 
     DriverSet drivers(ctx);
-    alpaca::DriverServer server(ctx, drivers, options);
+    alpaca::DriverServer alpacaServer(ctx, drivers, options);
     QString why;
-    if (!server.start(&why))
+    if (!alpacaServer.start(&why))
         return fail(why);
-    QTextStream(stdout) << "mivel: Alpaca driver server on " << server.url() << ", unit on "
+    QTextStream(stdout) << "mivel: Alpaca driver server on " << alpacaServer.url() << ", unit on "
                         << serial.deviceName() << Qt::endl;
 
-    // CONSOLE (2 of 2): the main console opens; from here the console decides when the program
-    // ends (closing the main console while no client holds a driver object).
+    // CONSOLE (2 of 2): the main console opens, and holds the link while it is open.
     if (!headless) {
         console::ConsoleOptions consoleOptions;
-        consoleOptions.alpacaAddress = server.url();
+        consoleOptions.alpacaAddress = alpacaServer.url();
         consoleOptions.simulatedDevice = options.simulate ? portDevice : QString();
         // On the simulated unit there is nothing to plug in first: connect straight away.
         consoleOptions.connectAtStart = options.simulate;
@@ -134,6 +143,8 @@ int main(int argc, char* argv[]) {
     }
 
     const int code = QCoreApplication::exec();
-    serial.setConnected(false);
+    // A stop signal ends the run with the link still held: let it go now, closing the port.
+    if (Serial* still = ctx.hub().serial())
+        still->setConnected(false);
     return code;
 }

@@ -197,6 +197,9 @@ void Connection::refuse(int status, const QByteArray& reason) {
 
 void Connection::write(const Response& response, bool keepAlive) {
     socket_->write(serialise(response, keepAlive));
+    // Handed to the system at once: an answer that ends the program (a client's last unlink)
+    // must not wait in the socket's buffer for an event loop that is about to stop.
+    socket_->flush();
 }
 
 void Connection::closeAfterWrite() {

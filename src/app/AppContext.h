@@ -36,6 +36,10 @@ public:
     Clock& clock() { return hub_.clock(); }
     const AppPaths& paths() const { return paths_; }
 
+    // Whether checkRegistry() has loaded the settings copy (CheckRegistry.h).
+    bool settingsLoaded() const { return settingsLoaded_; }
+    void markSettingsLoaded() { settingsLoaded_ = true; }
+
     // Replaces the prompt (the console swaps the headless log prompt for message boxes).
     void setPrompt(std::unique_ptr<Prompt> prompt) { prompt_ = std::move(prompt); }
 
@@ -51,6 +55,7 @@ private:
     Settings settings_;
     SharedValues shared_;
     ConsoleWindows* windows_ = nullptr;
+    bool settingsLoaded_ = false;
 };
 
 } // namespace mivel

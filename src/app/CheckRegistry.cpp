@@ -116,8 +116,17 @@ std::optional<RegistryCheckError> checkRegistry(SettingsStore& store, Settings& 
 }
 
 std::optional<RegistryCheckError> checkRegistry(AppContext& context) {
-    return checkRegistry(context.store(), context.settings(), context.prompt(),
-                         context.shared().settingsProblemShown);
+    QString& problemShown = context.shared().settingsProblemShown;
+    if (context.settingsLoaded()) {
+        // The copy already holds every stored value and every change made since; reading the
+        // store again could only bring back older values. The store is still repaired.
+        Settings scratch = context.settings();
+        return checkRegistry(context.store(), scratch, context.prompt(), problemShown);
+    }
+    // A store that fails part-way fails the same way at every run; what the first run read
+    // stays in effect either way.
+    context.markSettingsLoaded();
+    return checkRegistry(context.store(), context.settings(), context.prompt(), problemShown);
 }
 
 } // namespace mivel

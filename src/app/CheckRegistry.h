@@ -42,7 +42,12 @@ struct RegistryCheckError {
 // has it shown too, once for as long as the text stays the same (`problemShown` keeps it).
 std::optional<RegistryCheckError> checkRegistry(SettingsStore& store, Settings& settings,
                                                 Prompt& prompt, QString& problemShown);
-// The same on the context's store, settings and prompt.
+// The same on the context's store, settings and prompt, with one difference: the context's copy
+// is loaded from the store by the first run only. The program is the store's
+// only writer, so from then on the copy is the newer of the two: it holds the choices made
+// during the run (the port in use, the console's jog step) that a later reload would silently
+// undo, and that a later save would then write back undone. Later runs still repair the store
+// and report its problems.
 std::optional<RegistryCheckError> checkRegistry(AppContext& context);
 
 } // namespace mivel

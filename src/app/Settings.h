@@ -31,7 +31,9 @@ struct Settings {
     bool autoReverse = true;              // AutoReverse
     QString detector;                     // Detector: imager field of view in the sky chart
     // On Linux the chosen serial device path, stored beside PORT ("PortDevice"); empty means
-    // the port number's usual device.
+    // the port number's usual device. With `port` it is the port in use, which every link
+    // opens: a device given for the run (the command line, the simulated unit) replaces the
+    // stored one here and reaches the store only when the user picks it in a setup dialog.
     QString portDevice;
 };
 

@@ -1,44 +1,24 @@
 #pragma once
 
-#include "drivers/AutomationDevice.h"
-#include "link/Clock.h"
+#include "link/LinkHub.h"
 
 #include <QObject>
 
 namespace mivel::console {
 
-// When the program ends. The console and the driver server share one process: closing the main
-// console ends the program unless an automation client has linked a driver object; then the
-// server carries on without windows and the program ends once the last client has let go (and
-// no console window is open).
+// When the program ends, as the console sees it. The console and the driver server share one
+// process, which lives while anything holds the one link: each console window holds it while it
+// is open, a client while it has a driver object linked or a request running. Closing the main
+// console therefore ends the program unless a client still uses a device or another window is
+// open; then the program ends when the last of them lets go.
 class ConsoleLifetime : public QObject {
     Q_OBJECT
 public:
-    static constexpr qint64 WatchMs = 1000;
-
-    ConsoleLifetime(DeviceProvider* devices, Clock& clock, QObject* parent = nullptr);
-
-    // Whether any driver object is linked by a client.
-    bool clientsLinked() const;
-    bool serving() const { return watch_.isActive(); }
-
-    void mainConsoleOpened();
-    void mainConsoleClosed();
-    void miniConsoleOpened() { ++miniConsoles_; }
-    void miniConsoleClosed();
+    explicit ConsoleLifetime(LinkHub& hub, QObject* parent = nullptr);
 
 signals:
-    // The program should close the port and end.
+    // The last holder let go: the link is torn down (the port closed) and the program ends.
     void quitRequested();
-
-private:
-    void check();
-
-    DeviceProvider* devices_;
-    Timer watch_;
-    bool mainOpen_ = false;
-    int miniConsoles_ = 0;
-    bool quitting_ = false;
 };
 
 } // namespace mivel::console

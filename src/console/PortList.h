@@ -9,19 +9,21 @@ namespace mivel::console {
 // number ("COM1" is 1); on Linux the entry also names the device that is stored beside it.
 struct PortEntry {
     QString label;
-    QString device; // empty: the port number's usual device
+    QString device;         // empty: the port number's usual device
+    bool temporary = false; // the simulated unit's terminal: it goes with the run, never stored
 };
 
 // The ports the setup dialogs offer. On Windows "COM1" to "COM20". Elsewhere the system's serial
-// devices, the simulated unit's terminal when it runs, and the stored device if it has gone
-// away meanwhile (so that the stored choice stays visible).
+// devices, the simulated unit's terminal when it runs, and the device in use when the system
+// does not list it (a pseudo-terminal, or a device that has gone away meanwhile), so that the
+// port in use can always be shown.
 QList<PortEntry> availablePorts(const QString& simulatedDevice = {},
-                                const QString& storedDevice = {});
+                                const QString& deviceInUse = {});
 // The fixed list "COM1" to "COM20".
 QList<PortEntry> numberedPorts();
 
-// The entry to select for a stored choice: the stored device when it is in the list, else the
-// stored number's position; -1 selects nothing.
+// The entry for a port: the one naming its device (the given one, else the number's usual
+// device), else in a numbered list the number's position; -1 selects nothing.
 int portIndexFor(const QList<PortEntry>& ports, int portNumber, const QString& device);
 
 } // namespace mivel::console

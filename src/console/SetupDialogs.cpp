@@ -55,7 +55,8 @@ long firstFailure(std::initializer_list<long> statuses) {
 PortSetup::PortSetup(AppContext& ctx, QList<PortEntry> ports)
     : ctx_(ctx)
     , ports_(std::move(ports)) {
-    portIndex_ = portIndexFor(ports_, ctx.settings().port, ctx.settings().portDevice);
+    inUse_ = portIndexFor(ports_, ctx.settings().port, ctx.settings().portDevice);
+    portIndex_ = inUse_;
 }
 
 void PortSetup::tell(const QString& text) {
@@ -63,25 +64,18 @@ void PortSetup::tell(const QString& text) {
 }
 
 long PortSetup::loadPort(SettingsStore::Key key) {
-    SettingsStore& store = ctx_.store();
     QVariant port;
-    const long status = querySettingValue(store, key, QStringLiteral("PORT"), &port);
-    QVariant device;
-    const QString stored =
-        querySettingValue(store, key, PortDeviceValueName, &device) == SettingsStore::Success
-            ? device.toString()
-            : QString();
-    const int number = status == SettingsStore::Success ? port.toInt() : 1;
-    portIndex_ = portIndexFor(ports_, number, stored);
-    return status;
+    return querySettingValue(ctx_.store(), key, QStringLiteral("PORT"), &port);
 }
 
 void PortSetup::applyPort() {
-    if (portIndex_ < 0)
+    storePort_ = portPicked() && !ports_[portIndex_].temporary;
+    if (!portPicked())
         return;
     Settings& settings = ctx_.settings();
     settings.port = std::int16_t(portIndex_ + 1);
     settings.portDevice = ports_[portIndex_].device;
+    inUse_ = portIndex_;
     Serial* serial = ctx_.hub().serial();
     if (!serial)
         return;
@@ -99,6 +93,8 @@ void PortSetup::applyPort() {
 }
 
 long PortSetup::writePort(SettingsStore::Key key) {
+    if (!storePort_)
+        return SettingsStore::Success;
     SettingsStore& store = ctx_.store();
     const Settings& settings = ctx_.settings();
     return firstFailure(

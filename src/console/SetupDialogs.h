@@ -17,7 +17,9 @@ namespace mivel::console {
 
 struct StepSizeResult;
 
-// What the three dialogs share: the port list and the choice in it.
+// What the three dialogs share: the port list and the choice in it. The list opens on the port
+// in use, which need not be the stored one (a device given for the run); OK changes the port
+// only when the user picked another one.
 class PortSetup {
 public:
     PortSetup(AppContext& ctx, QList<PortEntry> ports);
@@ -28,20 +30,27 @@ public:
     void setPortIndex(int index) { portIndex_ = index >= 0 && index < ports_.size() ? index : -1; }
 
 protected:
-    // Reads "PORT" (and the device beside it) from an open settings key; the status of the read.
+    // Reads "PORT" from an open settings key to report a missing one; the status of the read.
+    // The choice stays on the port in use.
     long loadPort(SettingsStore::Key key);
-    // Takes the chosen port into the settings copy and the shared serial object: a port that is
-    // open is closed, switched and opened again.
+    // A port other than the one in use was picked: it becomes the port in use, in the settings
+    // copy and the shared serial object (a port that is open is closed, switched and opened
+    // again). The same port leaves a live link alone.
     void applyPort();
-    // Writes "PORT" and "PortDevice"; the first failing status, else 0.
+    // Stores "PORT" and "PortDevice" when the user picked another port that outlives the run
+    // (never the simulated unit's terminal); the first failing status, else 0.
     long writePort(SettingsStore::Key key);
     void tell(const QString& text);
 
     AppContext& ctx_;
 
 private:
+    bool portPicked() const { return portIndex_ >= 0 && portIndex_ != inUse_; }
+
     QList<PortEntry> ports_;
+    int inUse_ = -1;
     int portIndex_ = -1;
+    bool storePort_ = false;
 };
 
 // frmDialog: port, console on connect, and the focuser's step sizes.

@@ -8,8 +8,8 @@
 namespace mivel {
 
 DriverObject::DriverObject(AppContext& ctx)
-    : ctx_(ctx)
-    , connector_(ctx.hub()) {
+    : ctx_(ctx) {
+    ctx.hub().ensureSerial();
     subscription_ = ctx.hub().subscribe(LinkHub::Audience::Driver,
                                         [this](std::string_view chunk) { receive(chunk); });
 }

@@ -34,7 +34,7 @@ struct TickedLink {
     bool tickWait = false;
 };
 
-// What the three driver objects share: a holder of the one serial link that receives every
+// What the three driver objects share: a user of the one serial link that receives every
 // chunk through its own tokeniser, sends commands, opens and closes the shared port, and waits
 // without blocking. The objects' members run on the one thread of the program; a member that
 // waits is a coroutine, and other calls and received chunks run while it waits.
@@ -54,7 +54,9 @@ protected:
     // A text value (the version text).
     virtual void onText(wire::Tag tag, std::string_view value) {}
 
-    Serial& serial() const { return connector_.serial(); }
+    // The shared Serial. The object holds the link only while a client holds the object
+    // (DriverSet.h); it reaches the shared Serial all the same.
+    Serial& serial() const { return ctx_.hub().ensureSerial(); }
     bool portOpen() const { return serial().connected(); }
     void send(const QByteArray& command) { serial().transmit(command); }
     // Opens the shared port on the port of the settings (and, on this platform, the chosen
@@ -99,7 +101,6 @@ private:
     void receive(std::string_view chunk);
     void onPiece(std::string_view tag, std::string_view piece);
 
-    Connector connector_;
     LinkHub::Subscription subscription_;
     wire::Tokeniser tokeniser_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -2,57 +2,123 @@
 
 namespace mivel {
 
+// --- ClientHeldDevice -----------------------------------------------------------------------
+
+class ClientHeldDevice::Request {
+public:
+    explicit Request(ClientHeldDevice& device)
+        : device_(device)
+        , alive_(device.alive_) {
+        ++device_.running_;
+        device_.update();
+    }
+    // Runs once the request's answer has gone to the client: a last release then ends the
+    // program after the client has its answer.
+    ~Request() {
+        if (!*alive_)
+            return;
+        --device_.running_;
+        device_.update();
+    }
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
+
+private:
+    ClientHeldDevice& device_;
+    std::shared_ptr<bool> alive_;
+};
+
+ClientHeldDevice::ClientHeldDevice(LinkHub& hub, AutomationDevice& device)
+    : hub_(hub)
+    , device_(device) {}
+
+ClientHeldDevice::~ClientHeldDevice() {
+    *alive_ = false;
+}
+
+void ClientHeldDevice::update() {
+    const bool held = running_ > 0 || device_.linked();
+    if (held && !hold_)
+        hold_.emplace(hub_);
+    else if (!held && hold_)
+        hold_.reset(); // may be the last holder: the link is torn down
+}
+
+Task<CallResult> ClientHeldDevice::get(const QString& member) {
+    const Request request(*this);
+    co_return co_await device_.get(member);
+}
+
+Task<CallResult> ClientHeldDevice::set(const QString& member, const QVariant& value) {
+    const Request request(*this);
+    co_return co_await device_.set(member, value);
+}
+
+Task<CallResult> ClientHeldDevice::call(const QString& method, const QVariantList& args) {
+    const Request request(*this);
+    co_return co_await device_.call(method, args);
+}
+
+// --- DriverSet ------------------------------------------------------------------------------
+
 DriverSet::DriverSet(AppContext& ctx)
     : ctx_(ctx) {}
 
-// The objects go in the reverse order of their kinds; the last holder of the link to go tears
-// it down.
+// The objects go in the reverse order of their kinds, each after the hold clients had on it.
 DriverSet::~DriverSet() {
-    temperature_.reset();
-    rotator_.reset();
-    focuser_.reset();
+    temperature_.held.reset();
+    temperature_.object.reset();
+    rotator_.held.reset();
+    rotator_.object.reset();
+    focuser_.held.reset();
+    focuser_.object.reset();
+}
+
+template <class Object> Object& DriverSet::make(Slot<Object>& slot) {
+    if (!slot.object) {
+        slot.object = std::make_unique<Object>(ctx_);
+        slot.held = std::make_unique<ClientHeldDevice>(ctx_.hub(), *slot.object);
+    }
+    return *slot.object;
 }
 
 Focuser& DriverSet::focuser() {
-    if (!focuser_)
-        focuser_ = std::make_unique<Focuser>(ctx_);
-    return *focuser_;
+    return make(focuser_);
 }
 
 Rotator& DriverSet::rotator() {
-    if (!rotator_)
-        rotator_ = std::make_unique<Rotator>(ctx_);
-    return *rotator_;
+    return make(rotator_);
 }
 
 Temperature& DriverSet::temperature() {
-    if (!temperature_)
-        temperature_ = std::make_unique<Temperature>(ctx_);
-    return *temperature_;
+    return make(temperature_);
 }
 
 AutomationDevice& DriverSet::device(Kind kind) {
     switch (kind) {
     case Kind::Focuser:
-        return focuser();
+        make(focuser_);
+        return *focuser_.held;
     case Kind::Rotator:
-        return rotator();
+        make(rotator_);
+        return *rotator_.held;
     case Kind::Temperature:
         break;
     }
-    return temperature();
+    make(temperature_);
+    return *temperature_.held;
 }
 
 AutomationDevice* DriverSet::existing(Kind kind) const {
     switch (kind) {
     case Kind::Focuser:
-        return focuser_.get();
+        return focuser_.held.get();
     case Kind::Rotator:
-        return rotator_.get();
+        return rotator_.held.get();
     case Kind::Temperature:
         break;
     }
-    return temperature_.get();
+    return temperature_.held.get();
 }
 
 } // namespace mivel

@@ -21,7 +21,10 @@ public:
         connect(&port_, &QSerialPort::errorOccurred, this, &QtSerialDevice::onError);
     }
 
-    void setPortName(const QString& name) override { port_.setPortName(name); }
+    void setPortName(const QString& name) override {
+        name_ = name;
+        port_.setPortName(name);
+    }
     QString portName() const override { return port_.portName(); }
     void setBaudRate(qint32 baud) override { port_.setBaudRate(baud); }
 
@@ -30,8 +33,9 @@ public:
             lostReported_ = false;
             return true;
         }
+        // The reason alone ("No such file or directory") would not say which device failed.
         if (error)
-            *error = port_.errorString();
+            *error = QStringLiteral("%1: %2").arg(name_, port_.errorString());
         return false;
     }
     void close() override {
@@ -70,6 +74,7 @@ private:
     }
 
     QSerialPort port_;
+    QString name_;
     bool lostReported_ = false;
 };
 

@@ -3,6 +3,7 @@
 
 #include "HttpTestClient.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QProcess>
 #include <QTcpServer>
@@ -19,7 +20,8 @@ class MivelProgramTest : public QObject {
 
     // The program with no display, as on a computer at the telescope, or with one (drawn
     // off-screen).
-    void start(QProcess& p, const QStringList& args, bool display = false) {
+    void start(QProcess& p, const QStringList& args, bool display = false,
+               const QString& configDir = {}) {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.remove("DISPLAY");
         env.remove("WAYLAND_DISPLAY");
@@ -28,7 +30,28 @@ class MivelProgramTest : public QObject {
             env.insert("QT_QPA_PLATFORM", "offscreen");
         }
         p.setProcessEnvironment(env);
-        p.start(MIVEL_PROGRAM, QStringList{"--config", config.path()} + args);
+        p.start(MIVEL_PROGRAM,
+                QStringList{"--config", configDir.isEmpty() ? config.path() : configDir} + args);
+    }
+    static quint16 freePort() {
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        return probe.serverPort();
+    }
+    static bool announced(QProcess& p) {
+        QByteArray out;
+        return QTest::qWaitFor(
+                   [&] {
+                       return (out += p.readAllStandardOutput()).contains("server on") ||
+                              p.state() == QProcess::NotRunning;
+                   },
+                   20000) &&
+               p.state() == QProcess::Running;
+    }
+    static int errorNumber(HttpTestClient& c, const QByteArray& method, const QByteArray& target,
+                           const QByteArray& form = {}) {
+        c.request(method, target, form);
+        return c.await(20000).json()["ErrorNumber"].toInt(-1);
     }
 
 private slots:
@@ -74,6 +97,50 @@ private slots:
         QCOMPARE(p.exitStatus(), QProcess::NormalExit);
         QCOMPARE(p.exitCode(), 0);
         QVERIFY(c.closedByServer());
+    }
+
+    // The simulated unit is the port of the run, whatever device the store names: the driver
+    // objects, which read the settings again when they are made, link to it. A client that
+    // links and lets go leaves the program serving while the console or the headless server
+    // holds the link, and the store keeps its own device.
+    void theRunsDeviceIsThePortUsed_data() {
+        QTest::addColumn<QStringList>("mode");
+        QTest::addColumn<bool>("display");
+        QTest::newRow("headless") << QStringList{"--headless"} << false;
+        QTest::newRow("console") << QStringList{} << true;
+    }
+    void theRunsDeviceIsThePortUsed() {
+        QFETCH(QStringList, mode);
+        QFETCH(bool, display);
+        QTemporaryDir own;
+        const QString gone = own.filePath("gone-tty");
+        QFile settings(own.filePath("settings.reg"));
+        QVERIFY(settings.open(QIODevice::WriteOnly));
+        settings.write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\ASCOM\\Focuser Drivers\\Vark_AE.Focuser]\n"
+                       "\"PortDevice\"=\"" +
+                       gone.toUtf8() + "\"\n");
+        settings.close();
+        const quint16 port = freePort();
+        QProcess p;
+        start(p, mode + QStringList{"--simulate", "--alpaca-port", QString::number(port)}, display,
+              own.path());
+        QVERIFY2(announced(p), p.readAllStandardError().constData());
+
+        HttpTestClient c(port);
+        for (const QByteArray device : {"focuser", "rotator"}) {
+            const QByteArray connected = "/api/v1/" + device + "/0/connected";
+            QCOMPARE(errorNumber(c, "PUT", connected, "Connected=true"), 0);
+            QCOMPARE(errorNumber(c, "PUT", connected, "Connected=false"), 0);
+        }
+        QCOMPARE(errorNumber(c, "GET", "/api/v1/switch/0/connected"), 0);
+        QCOMPARE(p.state(), QProcess::Running);
+
+        ::kill(pid_t(p.processId()), SIGTERM);
+        QVERIFY(p.waitForFinished(20000));
+        QCOMPARE(p.exitCode(), 0);
+        QVERIFY(settings.open(QIODevice::ReadOnly));
+        const QByteArray kept = settings.readAll();
+        QVERIFY2(kept.contains(gone.toUtf8()) && !kept.contains("mivel-unit"), kept.constData());
     }
 
     void refusesWithOneLine_data() {

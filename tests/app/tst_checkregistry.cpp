@@ -190,6 +190,30 @@ private slots:
 
     // The program's own store: a file in the config folder that a restart reads back unchanged;
     // spoilt by hand, it is reported once, each run fails, and the file is left as it is.
+    // In the program the copy is read from the store once: later runs (each console and driver
+    // object start) repair the store but keep the choices the run has made in the copy.
+    void laterRunsInTheProgramRepairTheStoreAndKeepTheCopy() {
+        QTemporaryDir dir;
+        auto owned = std::make_unique<MemorySettingsStore>();
+        MemorySettingsStore& memory = *owned;
+        AppContext context(
+            std::move(owned), std::make_unique<ScriptedPrompt>(), [] { return nullptr; },
+            AppPaths::inDirectory(dir.path()));
+        QVERIFY(!checkRegistry(context));
+        memory.tree().put(Hive::LocalMachine, SettingsKeyPath, "FocusStep", Type::Dword, dword(2));
+        QVERIFY(!checkRegistry(context));
+        QCOMPARE(context.settings().focusStep, 0);
+        context.settings().focusStep = 5;
+        context.settings().portDevice = QStringLiteral("/dev/ttyRUN");
+        memory.tree().removeValue(Hive::LocalMachine, SettingsKeyPath, "Detector");
+        memory.writes.clear();
+        QVERIFY(!checkRegistry(context));
+        QCOMPARE(context.settings().focusStep, 5);
+        QCOMPARE(context.settings().portDevice, QStringLiteral("/dev/ttyRUN"));
+        QCOMPARE(memory.writes.size(), 1u); // the repair, and nothing written back
+        QCOMPARE(memory.writes[0].name, QStringLiteral("Detector"));
+    }
+
     void programStoreSurvivesARestartOrReportsItsFile() {
         QTemporaryDir dir;
         const AppPaths paths = AppPaths::inDirectory(dir.filePath("cfg"));

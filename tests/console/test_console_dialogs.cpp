@@ -2,9 +2,7 @@
 // port list and the process model.
 
 #include "ConsoleRig.h"
-#include "FakeDevices.h"
 
-#include "console/ConsoleLifetime.h"
 #include "console/PortList.h"
 #include "console/SetupDialogs.h"
 #include "console/StepSizeCalculator.h"
@@ -19,7 +17,6 @@
 using namespace mivel;
 using namespace mivel::console;
 using mivel::test::ConsoleRig;
-using mivel::test::FakeProvider;
 
 namespace {
 
@@ -54,23 +51,24 @@ class ConsoleDialogsTest : public QObject {
 private slots:
     void focuserSetupShowsTheStoredValuesOrTheDefaults() {
         SetupRig rig;
-        writeSetting(*rig.store, "PORT", DwordType, 3);
+        rig.ctx->settings().port = 3; // the port in use
         writeSetting(*rig.store, "SmallStepSize", DwordType, 12);
         FocuserSetup setup(*rig.ctx, numberedPorts());
         setup.load();
         QVERIFY(rig.prompt->shown.empty());
         QCOMPARE(setup.portIndex(), 2);
         QCOMPARE(setup.smallStepText, QStringLiteral("12"));
-        writeSetting(*rig.store, "PORT", DwordType, 21); // outside the list: nothing selected
+        rig.ctx->settings().port = 21; // outside the list: nothing selected
         rig.store->tree().removeValue(SettingsStore::Hive::LocalMachine, SettingsKeyPath,
                                       "StepSize");
-        setup.load();
-        QCOMPARE(setup.portIndex(), -1);
-        QCOMPARE(setup.stepSizeText, QStringLiteral("0.25"));
+        FocuserSetup again(*rig.ctx, numberedPorts());
+        again.load();
+        QCOMPARE(again.portIndex(), -1);
+        QCOMPARE(again.stepSizeText, QStringLiteral("0.25"));
         QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Unable to read registry value")});
         rig.prompt->shown.clear();
         rig.store->failOpen(SettingsStore::Hive::LocalMachine, SettingsKeyPath);
-        setup.load();
+        again.load();
         QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Unable to read registry")});
     }
 
@@ -201,37 +199,6 @@ private slots:
         QCOMPARE(calc.cfzMils(), QStringLiteral("3464.56"));
         QCOMPARE(calc.cfzCounts(), QStringLiteral("n/a"));
         QCOMPARE(calc.problem(), QStringLiteral("Overflow"));
-    }
-
-    void closingTheConsoleEndsTheProgramUnlessAClientIsLinked() {
-        ManualClock clock;
-        FakeProvider devices;
-        devices.device(DeviceProvider::Kind::Rotator); // created, not linked
-        for (DeviceProvider* provider : std::initializer_list<DeviceProvider*>{&devices, nullptr}) {
-            ConsoleLifetime alone(provider, clock);
-            QSignalSpy quit(&alone, &ConsoleLifetime::quitRequested);
-            alone.mainConsoleOpened();
-            alone.mainConsoleClosed();
-            QCOMPARE(quit.count(), 1);
-        }
-        ConsoleLifetime lifetime(&devices, clock);
-        QSignalSpy quit(&lifetime, &ConsoleLifetime::quitRequested);
-        lifetime.mainConsoleOpened();
-        devices.rotator.isLinked = true;
-        lifetime.mainConsoleClosed();
-        QVERIFY(lifetime.serving());
-        clock.advance(10 * ConsoleLifetime::WatchMs);
-        QCOMPARE(quit.count(), 0);
-        // The client opens the mini console; letting go while it is open keeps the program.
-        lifetime.miniConsoleOpened();
-        devices.rotator.isLinked = false;
-        clock.advance(3 * ConsoleLifetime::WatchMs);
-        QCOMPARE(quit.count(), 0);
-        lifetime.miniConsoleClosed();
-        clock.advance(ConsoleLifetime::WatchMs);
-        QCOMPARE(quit.count(), 1);
-        clock.advance(5 * ConsoleLifetime::WatchMs);
-        QCOMPARE(quit.count(), 1);
     }
 };
 

@@ -397,8 +397,9 @@ private slots:
         rig.connectToUnit();
         QVERIFY(focuser.call(QStringLiteral("ShowForm"), {1}).isDone());
         QVERIFY(!rig.app->miniConsole()); // nothing while the main console is open
-        rig.devices.device(DeviceProvider::Kind::Rotator);
-        rig.devices.rotator.isLinked = true;
+        const Task<CallResult> link = focuser.set(QStringLiteral("Link"), true);
+        rig.run(3000);
+        QVERIFY(link.isDone() && !link.result().error && focuser.linked());
         QSignalSpy quit(rig.app.get(), &ConsoleApp::quitRequested);
         rig.main().close();
         rig.run(3000);
@@ -426,9 +427,13 @@ private slots:
         QCOMPARE(opened, QStringLiteral("frmDialog"));
         rig.ctx->setWindows(nullptr);
         mini->close();
-        rig.devices.rotator.isLinked = false;
         rig.run(1500);
+        QCOMPARE(quit.count(), 0); // the client still holds the focuser
+        const Task<CallResult> unlink = focuser.set(QStringLiteral("Link"), false);
+        rig.settle();
+        QVERIFY(unlink.isDone());
         QCOMPARE(quit.count(), 1);
+        QVERIFY(!rig.ctx->hub().serial()); // the link is torn down
     }
 
     void exitWithoutClientsEndsTheProgram() {

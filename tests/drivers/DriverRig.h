@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <optional>
 
 namespace mivel::test {
 
@@ -77,7 +78,13 @@ struct DriverRig {
         return task.result();
     }
     // Opens the shared port as a console would, without a driver.
-    void openPortAsConsole() { ctx->hub().ensureSerial().setConnected(true); }
+    // The console holds the link and opens the port.
+    void openPortAsConsole() {
+        if (!console)
+            console.emplace(ctx->hub());
+        ctx->hub().ensureSerial().setConnected(true);
+    }
+    std::optional<Connector> console;
     qint64 now() const { return clock.nowMs(); }
     Serial& serial() { return *ctx->hub().serial(); }
     void deliver(const QByteArray& chunk) {

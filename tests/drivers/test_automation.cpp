@@ -77,6 +77,7 @@ private slots:
     void linkLetTreatsFalseAndZeroAsUnlink() {
         DriverRig rig;
         rig.respond = answerProbe;
+        Connector console(rig.ctx->hub()); // keeps the link when the client lets go
         DriverSet set(*rig.ctx);
         AutomationDevice& rotator = set.device(Kind::Rotator);
         for (const QVariant& off : {QVariant(false), QVariant(0), QVariant("False")}) {

@@ -56,12 +56,12 @@ private:
     QPointer<QWidget> parent_;
 };
 
-ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* devices, ConsoleOptions options,
+ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* /*devices*/, ConsoleOptions options,
                        QObject* parent)
     : QObject(parent)
     , ctx_(ctx)
     , options_(std::move(options))
-    , lifetime_(devices, ctx.clock()) {
+    , lifetime_(ctx.hub()) {
     options_.nightVision = options_.nightVision || storedNightVision(ctx.store());
     applyTheme(); // the console's look
     connect(&lifetime_, &ConsoleLifetime::quitRequested, this, [this] {
@@ -101,14 +101,11 @@ bool ConsoleApp::mainConsoleOpen() const {
 
 void ConsoleApp::showMainConsole() {
     if (!main_) {
-        checkRegistry(ctx_); // the main console's load reads the settings afresh
+        checkRegistry(ctx_); // the main console's load runs the settings routine
         main_ = new MainWindow(*this);
         ctx_.shared().mainConsoleOpen = true;
-        lifetime_.mainConsoleOpened();
-        connect(main_, &MainWindow::closed, this, [this] {
-            ctx_.shared().mainConsoleOpen = false;
-            lifetime_.mainConsoleClosed();
-        });
+        connect(main_, &MainWindow::closed, this,
+                [this] { ctx_.shared().mainConsoleOpen = false; });
         linkPeers();
     }
     main_->show();
@@ -119,8 +116,6 @@ void ConsoleApp::showMainConsole() {
 void ConsoleApp::showMiniConsole() {
     if (!mini_) {
         mini_ = new MiniConsoleWindow(*this);
-        lifetime_.miniConsoleOpened();
-        connect(mini_, &MiniConsoleWindow::closed, this, [this] { lifetime_.miniConsoleClosed(); });
         linkPeers();
     }
     mini_->show();
@@ -134,7 +129,10 @@ void ConsoleApp::linkPeers() {
 }
 
 QList<PortEntry> ConsoleApp::ports() const {
-    return availablePorts(options_.simulatedDevice, ctx_.settings().portDevice);
+    const Settings& s = ctx_.settings();
+    return availablePorts(options_.simulatedDevice, s.portDevice.isEmpty()
+                                                        ? Serial::deviceNameForPort(s.port)
+                                                        : s.portDevice);
 }
 
 void ConsoleApp::showFocuserSetup() {
