@@ -8,6 +8,7 @@
 #include "alpaca/HttpRequest.h"
 
 #include <QNetworkDatagram>
+#include <QRegularExpression>
 #include <QUdpSocket>
 
 using namespace mivel;
@@ -178,19 +179,47 @@ private slots:
         QTRY_COMPARE(f->server.connectionCount(), 0);
     }
 
-    void connectionsAreCapped() {
+    void atTheCapTheLongestIdleMakesRoom() {
         http::ServerLimits lim;
         lim.maxConnections = 3;
         start(lim);
-        std::vector<std::unique_ptr<HttpTestClient>> held;
-        for (int i = 0; i < 3; ++i)
-            held.push_back(std::make_unique<HttpTestClient>(f->port()));
+        HttpTestClient first(f->port()), second(f->port()), slow(f->port());
+        first.request("GET", "/api/v1/focuser/0/name");
+        QCOMPARE(first.await().status, 200);
+        f->clock.advance(100);
+        second.request("GET", "/api/v1/focuser/0/name");
+        QCOMPARE(second.await().status, 200);
+        f->clock.advance(100);
+        slow.send("GET /api/v1/focuser/0/na"); // a slow header sender
         QTRY_COMPARE(f->server.connectionCount(), 3);
+        QTRY_VERIFY(slow.socket.bytesToWrite() == 0);
+
+        // A newcomer at the cap is served; the connection idle longest is closed for it.
+        HttpTestClient late(f->port());
+        late.request("GET", "/api/v1/focuser/0/name");
+        QCOMPARE(late.await().status, 200);
+        QVERIFY(first.closedByServer());
+        QCOMPARE(second.socket.state(), QAbstractSocket::ConnectedState);
+        QCOMPARE(f->server.connectionCount(), 3);
+
+        // While the server is full, a request still coming in gets the shorter time.
+        f->clock.advance(lim.crowdedRequestTimeoutMs);
+        QCOMPARE(slow.await().status, 408);
+        QVERIFY(slow.closedByServer());
+        QTRY_COMPARE(f->server.connectionCount(), 2);
+
+        // When every connection is busy, the newcomer is the one refused.
+        HttpTestClient third(f->port());
+        QTRY_COMPARE(f->server.connectionCount(), 3);
+        for (HttpTestClient* c : {&second, &late, &third}) {
+            c->send("PUT /api/v1/focuser/0/move HTTP/1.1\r\nHost: localhost\r\n"
+                    "Expect: 100-continue\r\nContent-Length: 10\r\n\r\n");
+            QCOMPARE(c->await().status, 100); // now in the middle of a request
+        }
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("connection refused"));
         HttpTestClient refused(f->port());
         QVERIFY(refused.closedByServer());
-        held.pop_back();
-        QTRY_COMPARE(f->server.connectionCount(), 2);
-        QCOMPARE(f->request("GET", "/api/v1/focuser/0/name").status, 200);
+        QCOMPARE(third.socket.state(), QAbstractSocket::ConnectedState);
     }
 
     void discoveryAnswersWithThePort() {
