@@ -42,9 +42,8 @@ QJsonObject salvage(const QByteArray& text) {
 
 // Keeps the damaged file beside the new one, so that nothing a user may want back is lost.
 QString keepDamagedCopy(const QString& path) {
-    const QString copy =
-        path + QStringLiteral(".damaged-") +
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
+    const QString copy = path + QStringLiteral(".damaged-") +
+                         QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
     return QFile::copy(path, copy) ? copy : QString();
 }
 
@@ -90,10 +89,11 @@ DeviceIds DeviceIds::load(const QString& configDir, const QStringList& deviceTyp
         ids.ids_.insert(type, id);
     }
     if (!made.isEmpty() && file.exists())
-        qCWarning(lcIds).noquote() << "New device ids were made for" << made.join(u", ")
-                                   << "as" << QDir::toNativeSeparators(path) << "had none usable";
+        qCWarning(lcIds).noquote() << "New device ids were made for" << made.join(u", ") << "as"
+                                   << QDir::toNativeSeparators(path) << "had none usable";
     if (made.isEmpty() && !damaged)
         return ids;
+    QDir().mkpath(configDir);
     const QString why = replaceFile(path, QJsonDocument(stored).toJson());
     if (why.isEmpty())
         return ids;

@@ -64,8 +64,8 @@ struct Response {
 
 struct ServerLimits {
     Limits request;
-    qint64 idleTimeoutMs = 30'000;    // nothing in progress: close
-    qint64 requestTimeoutMs = 15'000; // a request begun but not complete: 408 and close
+    qint64 idleTimeoutMs = 30'000;          // nothing in progress: close
+    qint64 requestTimeoutMs = 15'000;       // a request begun but not complete: 408 and close
     qint64 crowdedRequestTimeoutMs = 2'000; // the same while every connection is taken
     int maxConnections = 256;
     qint64 maxPendingOutput = 1024 * 1024; // stop reading while this much is unsent

@@ -14,18 +14,14 @@ namespace mivel {
 namespace {
 
 QString failed(const QString& path, const QString& why) {
-    qCWarning(lcFiles).noquote() << "could not save" << QDir::toNativeSeparators(path) + ":"
-                                 << why << "(the file was left as it was)";
+    qCWarning(lcFiles).noquote() << "could not save" << QDir::toNativeSeparators(path) + ":" << why
+                                 << "(the file was left as it was)";
     return why;
 }
 
 } // namespace
 
 QString replaceFile(const QString& path, const QByteArray& data) {
-    const QString folder = QFileInfo(path).absolutePath();
-    if (!QDir().mkpath(folder))
-        return failed(path, QStringLiteral("the folder \"%1\" could not be made")
-                                .arg(QDir::toNativeSeparators(folder)));
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return failed(path, file.errorString());
@@ -33,8 +29,7 @@ QString replaceFile(const QString& path, const QByteArray& data) {
     // buffer that commit itself does: when that flush fails (disk full) it still renames the
     // short file over the old one and reports success. So every byte is pushed out here first
     // and any failure on the way cancels the save.
-    if (file.write(data) != data.size() || !file.flush() ||
-        file.error() != QFileDevice::NoError) {
+    if (file.write(data) != data.size() || !file.flush() || file.error() != QFileDevice::NoError) {
         const QString why = file.errorString();
         file.cancelWriting();
         file.commit(); // removes the temporary; the old file stays
@@ -53,9 +48,8 @@ int removeStaleTemporaries(const QString& path, int minAgeSeconds) {
         QRegularExpression::escape(target.fileName()) + QStringLiteral("\\.[A-Za-z0-9]{6}")));
     const QDateTime cutoff = QDateTime::currentDateTimeUtc().addSecs(-minAgeSeconds);
     int removed = 0;
-    const QFileInfoList candidates =
-        folder.entryInfoList({target.fileName() + QStringLiteral(".??????")},
-                             QDir::Files | QDir::Hidden | QDir::System);
+    const QFileInfoList candidates = folder.entryInfoList(
+        {target.fileName() + QStringLiteral(".??????")}, QDir::Files | QDir::Hidden | QDir::System);
     for (const QFileInfo& f : candidates) {
         if (!temporary.match(f.fileName()).hasMatch() || f.lastModified().toUTC() > cutoff)
             continue;

@@ -9,7 +9,7 @@ namespace mivel {
 // temporary beside the file and is renamed over it only once all of it has been written. A save
 // that fails for any reason (a full disk, a read-only folder, a file-size limit) leaves the old
 // file exactly as it was, removes the temporary, says why in the log, and returns the reason;
-// success returns an empty string. The folder is made when missing.
+// success returns an empty string. The folder must exist.
 QString replaceFile(const QString& path, const QByteArray& data);
 
 // Removes the temporaries that saves of `path` left behind when the process was killed between

@@ -60,6 +60,13 @@ long FileSettingsStore::flush() {
         return Failed;
     if (!dirty_)
         return Success;
+    const QString folder = QFileInfo(path_).absolutePath();
+    if (!QDir().mkpath(folder)) {
+        saveProblem_ = QStringLiteral("The settings could not be saved: the folder \"%1\" "
+                                      "could not be made.")
+                           .arg(QDir::toNativeSeparators(folder));
+        return Failed;
+    }
     if (const QString why = replaceFile(path_, writeSettingsFile(tree_)); !why.isEmpty()) {
         saveProblem_ = QStringLiteral("The settings could not be saved to \"%1\": %2.")
                            .arg(QDir::toNativeSeparators(path_), why);

@@ -68,8 +68,8 @@ template <class OnValue> void Tokeniser::feed(std::string_view chunk, OnValue&& 
             // The previous chunk ended inside this token. Only what fits under the cap is
             // joined, so a token that never ends is not copied again with every chunk.
             joined = previous_;
-            joined.append(piece.substr(0, MaxTokenLength + 1 - std::min(previous_.size(),
-                                                                        MaxTokenLength + 1)));
+            joined.append(piece.substr(0, MaxTokenLength + 1 -
+                                              std::min(previous_.size(), MaxTokenLength + 1)));
             piece = joined;
         }
         piece = capped(piece);

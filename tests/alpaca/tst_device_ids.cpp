@@ -37,8 +37,8 @@ private slots:
         QTest::addColumn<QStringList>("kept");
         const QByteArray f = "\"Focuser\": \"" + FocuserId.toUtf8() + '"';
         const QByteArray r = "\"Rotator\": \"" + RotatorId.toUtf8() + '"';
-        QTest::newRow("cut short") << "{\n    " + f + ",\n    " + r + ",\n    \"Swi"
-                                   << QStringList{"Focuser", "Rotator"};
+        QTest::newRow("cut short")
+            << "{\n    " + f + ",\n    " + r + ",\n    \"Swi" << QStringList{"Focuser", "Rotator"};
         QTest::newRow("stray comma") << "{ " + r + ",, }" << QStringList{"Rotator"};
         QTest::newRow("an array") << "[" + f + "]" << QStringList{"Focuser"};
         QTest::newRow("zeros") << QByteArray(40, '\0') << QStringList{};

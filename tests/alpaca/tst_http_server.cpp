@@ -114,8 +114,8 @@ private slots:
         QByteArray bomb = "Position=5";
         for (int i = 0; i < 5000; ++i)
             bomb += "&f" + QByteArray::number(i, 36) + '=';
-        row("form bomb", put + "Content-Length: " + QByteArray::number(bomb.size()) +
-                             "\r\n\r\n" + bomb, 400);
+        row("form bomb",
+            put + "Content-Length: " + QByteArray::number(bomb.size()) + "\r\n\r\n" + bomb, 400);
         row("query bomb",
             "GET /api/v1/focuser/0/name?" + QByteArray("a&").repeated(500) + " HTTP/1.1\r\n\r\n",
             400);

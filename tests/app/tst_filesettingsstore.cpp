@@ -219,6 +219,7 @@ private slots:
     }
 
     void aFullDiskOnFirstWriteLeavesNoFile() {
+        QDir().mkpath(QFileInfo(path).absolutePath());
         test::FileSizeLimit full(0);
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not save"));
         QCOMPARE(replaceFile(path, "[HKLM\\K]\n"), QStringLiteral("File too large"));
@@ -230,8 +231,9 @@ private slots:
         writeAll(path, "[HKLM\\K]\n");
         const QString folder = QFileInfo(path).absolutePath();
         const QDateTime old = QDateTime::currentDateTime().addSecs(-3600);
-        for (const char* name : {"settings.reg.Ab12Cd", "settings.reg.zzzzzz", "settings.reg.fresh1",
-                                 "settings.reg.toolong7", "settings.reg.bak!!!", "other.reg.Ab12Cd"}) {
+        for (const char* name :
+             {"settings.reg.Ab12Cd", "settings.reg.zzzzzz", "settings.reg.fresh1",
+              "settings.reg.toolong7", "settings.reg.bak!!!", "other.reg.Ab12Cd"}) {
             QFile f(QDir(folder).filePath(name));
             QVERIFY(f.open(QIODevice::WriteOnly));
             if (QByteArray(name) != "settings.reg.fresh1") // one from a save under way now

@@ -101,7 +101,8 @@ private slots:
         Tokeniser pending;
         run({std::string_view(piece), std::string_view(piece)}, pending);
         QVERIFY(pending.endedInsideToken());
-        QCOMPARE(pending.previousToken(), std::string_view(piece).substr(0, Tokeniser::MaxTokenLength));
+        QCOMPARE(pending.previousToken(),
+                 std::string_view(piece).substr(0, Tokeniser::MaxTokenLength));
     }
 };
 
