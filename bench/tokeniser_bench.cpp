@@ -58,6 +58,25 @@ void BM_Tokenise(benchmark::State& state) {
 // Chunks of up to 1 byte (a character per receive event), up to 16 and up to 256 bytes.
 BENCHMARK(BM_Tokenise)->Arg(1)->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
 
+// A device that is not the unit: 10 MB of NMEA sentences without a space, in 4 KB reads. The
+// cost must stay that of a scan, and the memory that of one capped token.
+void BM_TokeniseWithoutSpaces(benchmark::State& state) {
+    std::string piece;
+    while (piece.size() < 4096)
+        piece += "$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M*47\r\n";
+    const std::size_t reads = (10u << 20) / piece.size();
+    std::size_t kept = 0;
+    for (auto _ : state) {
+        mivel::wire::Tokeniser tok;
+        for (std::size_t i = 0; i < reads; ++i)
+            tok.feed(piece, [](std::string_view, std::string_view) {});
+        kept = tok.previousToken().size();
+    }
+    state.counters["kept_bytes"] = double(kept);
+    state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(reads * piece.size()));
+}
+BENCHMARK(BM_TokeniseWithoutSpaces)->Unit(benchmark::kMillisecond);
+
 } // namespace
 
 BENCHMARK_MAIN();

@@ -24,6 +24,8 @@ void feed(Tokeniser& tok, std::string_view chunk, Events& out) {
 
 } // namespace
 
+void mivel::wire::noticeOverlongToken(std::size_t) {}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 1)
         return 0;
@@ -47,6 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         split.endedInsideToken() != whole.endedInsideToken())
         std::abort();
     if (!split.pendingTag().empty() && split.pendingTag().front() != ':')
+        std::abort();
+    if (split.previousToken().size() > Tokeniser::MaxTokenLength ||
+        split.pendingTag().size() > Tokeniser::MaxTokenLength)
         std::abort();
     return 0;
 }

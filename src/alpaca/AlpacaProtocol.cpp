@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
+#include <QSet>
 
 #include <charconv>
 #include <cmath>
@@ -12,6 +13,7 @@ namespace mivel::alpaca {
 
 QList<QPair<QString, QString>> decodeForm(const QByteArray& text) {
     QList<QPair<QString, QString>> out;
+    QSet<QString> seen; // a list search per field would make a form bomb quadratic
     for (const QByteArray& field : text.split('&')) {
         if (field.isEmpty())
             continue;
@@ -22,10 +24,10 @@ QList<QPair<QString, QString>> decodeForm(const QByteArray& text) {
         };
         const QString name = decode(eq < 0 ? field : field.left(eq));
         const QString value = eq < 0 ? QString() : decode(field.mid(eq + 1));
-        const bool seen =
-            std::any_of(out.begin(), out.end(), [&](const auto& p) { return p.first == name; });
-        if (!seen)
+        if (!seen.contains(name)) {
+            seen.insert(name);
             out.append({name, value});
+        }
     }
     return out;
 }

@@ -50,6 +50,12 @@ AlpacaServer::AlpacaServer(DeviceProvider& devices, DeviceIds ids, Clock& clock,
 
 AlpacaServer::~AlpacaServer() = default;
 
+const QStringList& AlpacaServer::privateRows() {
+    static const QStringList rows{QStringLiteral("Serial device"), QStringLiteral("PortDevice"),
+                                  QStringLiteral("Settings folder")};
+    return rows;
+}
+
 QStringList AlpacaServer::deviceTypes() {
     return {QStringLiteral("Focuser"), QStringLiteral("Rotator"), QStringLiteral("Switch")};
 }
@@ -246,8 +252,10 @@ void AlpacaServer::serveSetup(const http::Request& request, const http::Responde
 
 QByteArray AlpacaServer::indexPage() const {
     QByteArray page = pageHead(description_.serverName);
-    page += "<p>Version " + description_.manufacturerVersion.toUtf8() + " on " +
-            html(description_.location).toUtf8() + ".</p>\n<ul>\n";
+    page += "<p>Version " + description_.manufacturerVersion.toUtf8();
+    if (!beyondLoopback_)
+        page += " on " + html(description_.location).toUtf8();
+    page += ".</p>\n<ul>\n";
     for (const auto& e : endpoints_) {
         const DeviceIdentity& d = e->identity();
         page += "<li><a href=\"/setup/v1/" + d.pathType.toUtf8() + "/0/setup\">" +
@@ -272,8 +280,12 @@ Task<QByteArray> AlpacaServer::setupPage(DeviceEndpoint* device) {
         page += table(QStringLiteral("State"), co_await device->readAll());
     else
         page += "<p>Connect the device to read its state.</p>\n";
-    if (settingsRows_)
-        page += table(QStringLiteral("Settings"), settingsRows_());
+    if (settingsRows_) {
+        Rows rows = settingsRows_();
+        if (beyondLoopback_)
+            std::erase_if(rows, [](const auto& row) { return privateRows().contains(row.first); });
+        page += table(QStringLiteral("Settings"), rows);
+    }
     page += "<p><a href=\"/setup\">All devices</a></p>\n</body></html>\n";
     co_return page;
 }

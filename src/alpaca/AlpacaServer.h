@@ -46,6 +46,10 @@ public:
     void setAnswerDeadline(qint64 ms) { answerDeadlineMs_ = ms; }
     // The settings shown on the setup pages.
     void setSettingsRows(std::function<Rows()> rows) { settingsRows_ = std::move(rows); }
+    // Serving beyond the loopback, the setup pages leave out what tells a stranger about the
+    // machine: its name, folders and device paths (the rows named in privateRows()).
+    void setServesBeyondLoopback(bool beyond) { beyondLoopback_ = beyond; }
+    static const QStringList& privateRows();
 
     const ServerDescription& description() const { return description_; }
     quint32 lastServerTransactionId() const { return serverTransactionId_; }
@@ -79,6 +83,7 @@ private:
     ServerDescription description_;
     std::function<Rows()> settingsRows_;
     qint64 answerDeadlineMs_ = 30'000;
+    bool beyondLoopback_ = false;
     quint32 serverTransactionId_ = 0;
 };
 

@@ -7,8 +7,9 @@ namespace mivel::alpaca {
 
 // The UniqueIDs of the served devices. They must never change for this installation, so they
 // are made once (random UUIDs) and kept in a small JSON file in the configuration folder. When
-// the file cannot be written, ids derived from the machine and device are used instead: stable,
-// though not kept.
+// the file cannot be written, ids derived from the machine and device stand in for the new ones:
+// stable, though not kept. A damaged file is copied aside and the ids still readable in it are
+// kept; only the missing ones are made anew.
 class DeviceIds {
 public:
     // Reads the file, adding and saving an id for every device type that has none yet.

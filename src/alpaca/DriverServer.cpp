@@ -30,6 +30,7 @@ bool DriverServer::start(QString* error) {
                      .arg(why);
         return false;
     }
+    alpaca_->setServesBeyondLoopback(!options_.listen.isLoopback());
     if (!options_.discoveryActive())
         return true;
     discovery_ = std::make_unique<DiscoveryResponder>(http_->port(), options_.listen);

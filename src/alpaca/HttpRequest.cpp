@@ -30,6 +30,20 @@ bool hasControlOrSpace(const QByteArray& s) {
 
 } // namespace
 
+int countFormFields(QByteArrayView text, int stopAt) {
+    int fields = 0;
+    qsizetype start = 0;
+    while (start <= text.size() && fields < stopAt) {
+        qsizetype end = text.indexOf('&', start);
+        if (end < 0)
+            end = text.size();
+        if (end > start)
+            ++fields;
+        start = end + 1;
+    }
+    return fields;
+}
+
 QByteArray Request::header(const QByteArray& name) const {
     for (const auto& [n, v] : headers)
         if (n.compare(name, Qt::CaseInsensitive) == 0)
@@ -167,6 +181,8 @@ RequestParser::Step RequestParser::parseRequestLine(const QByteArray& line) {
     const qsizetype q = target.indexOf('?');
     request_.path = q < 0 ? target : target.left(q);
     request_.query = q < 0 ? QByteArray() : target.mid(q + 1);
+    if (countFormFields(request_.query, limits_.maxFormFields + 1) > limits_.maxFormFields)
+        return fail(400, "too many query fields");
     return Step::NeedMore;
 }
 
@@ -252,6 +268,10 @@ bool RequestParser::takeBody(QByteArray& in) {
 }
 
 RequestParser::Step RequestParser::finish() {
+    const QByteArray type = request_.header("Content-Type").toLower();
+    if ((type.isEmpty() || type.startsWith("application/x-www-form-urlencoded")) &&
+        countFormFields(request_.body, limits_.maxFormFields + 1) > limits_.maxFormFields)
+        return fail(400, "too many form fields");
     state_ = State::RequestLine;
     started_ = false;
     expectContinue_ = false;

@@ -30,10 +30,17 @@ struct Limits {
     int maxHeaderBytes = 16 * 1024; // 431
     int maxHeaderCount = 100;       // 431
     int maxBody = 64 * 1024;        // 413
+    // Fields of the query, and of a form body; an Alpaca request has a handful.
+    int maxFormFields = 100; // 400
 };
 
+// The number of fields of an application/x-www-form-urlencoded text (empty ones not counted),
+// counting no further than `stopAt`.
+int countFormFields(QByteArrayView text, int stopAt);
+
 // An incremental request parser with no I/O: bytes go in as they arrive, at most one request
-// comes out per call. Tests and the fuzz target feed it arbitrary chunks.
+// comes out per call. Tests and the fuzz target feed it arbitrary chunks. Every limit is checked
+// as the bytes come, in time linear in their number.
 class RequestParser {
 public:
     enum class Step {

@@ -1,15 +1,32 @@
 #include "HttpServer.h"
 
+#include <QHostInfo>
 #include <QLoggingCategory>
 #include <QTcpServer>
 #include <QTcpSocket>
+
+#include <algorithm>
 
 Q_LOGGING_CATEGORY(lcHttp, "mivel.http", QtWarningMsg)
 
 namespace mivel::http {
 namespace {
 
-QByteArray serialise(const Response& r, bool keepAlive) {
+// The name or address of a Host header, without its port or brackets, in lower case.
+QString hostName(const QByteArray& header) {
+    QByteArray host = header.trimmed().toLower();
+    if (host.startsWith('[')) {
+        const qsizetype close = host.indexOf(']');
+        return close < 0 ? QString() : QString::fromLatin1(host.mid(1, close - 1));
+    }
+    if (const qsizetype colon = host.lastIndexOf(':'); colon >= 0)
+        host.truncate(colon);
+    if (host.endsWith('.'))
+        host.chop(1);
+    return QString::fromLatin1(host);
+}
+
+QByteArray serialise(const Response& r, bool keepAlive, bool withBody) {
     QByteArray out;
     out.reserve(r.body.size() + 160);
     out += "HTTP/1.1 " + QByteArray::number(r.status) + ' ' + reasonPhrase(r.status) + "\r\n";
@@ -17,7 +34,8 @@ QByteArray serialise(const Response& r, bool keepAlive) {
     out += "Content-Length: " + QByteArray::number(r.body.size()) + "\r\n";
     out += keepAlive ? "Connection: keep-alive\r\n" : "Connection: close\r\n";
     out += "Cache-Control: no-store\r\n\r\n";
-    out += r.body;
+    if (withBody)
+        out += r.body;
     return out;
 }
 
@@ -57,8 +75,17 @@ Server::~Server() {
 }
 
 bool Server::listen(const QHostAddress& address, quint16 port, QString* error) {
-    if (tcp_->listen(address, port))
+    if (tcp_->listen(address, port)) {
+        ownNames_ = QStringList{QStringLiteral("localhost")};
+        if (!address.isLoopback()) {
+            const QString host = QHostInfo::localHostName().toLower();
+            const QString domain = QHostInfo::localDomainName().toLower();
+            ownNames_ << host << host + QStringLiteral(".local");
+            if (!domain.isEmpty())
+                ownNames_ << host + '.' + domain;
+        }
         return true;
+    }
     if (error)
         *error = tcp_->errorString();
     return false;
@@ -80,23 +107,61 @@ QHostAddress Server::address() const {
     return tcp_->serverAddress();
 }
 
+bool Server::acceptsHost(const QByteArray& header) const {
+    if (header.isEmpty())
+        return true;
+    const QString name = hostName(header);
+    QHostAddress address;
+    if (address.setAddress(name))
+        return address.isLoopback() || !tcp_->serverAddress().isLoopback();
+    return ownNames_.contains(name);
+}
+
 void Server::onNewConnection() {
     while (QTcpSocket* socket = tcp_->nextPendingConnection()) {
-        if (connections_ >= limits_.maxConnections) {
-            qCWarning(lcHttp) << "connection refused: already" << connections_ << "clients";
+        if (crowded() && !makeRoom()) {
+            qCWarning(lcHttp) << "connection refused: all" << live_.size()
+                              << "connections are busy";
             socket->abort();
             socket->deleteLater();
             continue;
         }
-        ++connections_;
-        new Connection(socket, *this);
-        emit connectionCountChanged(connections_);
+        live_.push_back(new Connection(socket, *this));
+        emit connectionCountChanged(connectionCount());
+        if (crowded()) {
+            // Requests still coming in now get the shorter time, counted from their start.
+            for (Connection* c : live_)
+                if (c->waiting_ == Connection::Wait::Request)
+                    c->armTimer();
+        }
     }
 }
 
-void Server::connectionGone() {
-    --connections_;
-    emit connectionCountChanged(connections_);
+bool Server::makeRoom() {
+    // A connection already closing goes first, then the one idle longest. One waiting for its
+    // answer, or in the middle of sending a request, is kept.
+    Connection* victim = nullptr;
+    for (Connection* c : live_) {
+        if (c->closing_) {
+            victim = c;
+            break;
+        }
+        if (c->idle() && (victim == nullptr || c->since_ < victim->since_))
+            victim = c;
+    }
+    if (victim == nullptr)
+        return false;
+    qCInfo(lcHttp) << "connection cap reached: closing the connection idle longest";
+    victim->evict();
+    return true;
+}
+
+void Server::connectionGone(Connection* c) {
+    const auto it = std::find(live_.begin(), live_.end(), c);
+    if (it == live_.end())
+        return;
+    live_.erase(it);
+    emit connectionCountChanged(connectionCount());
 }
 
 // --- Connection
@@ -106,7 +171,8 @@ Connection::Connection(QTcpSocket* socket, Server& server)
     , socket_(socket)
     , server_(server)
     , parser_(server.limits().request)
-    , timer_(server.clock_) {
+    , timer_(server.clock_)
+    , since_(server.clock_.nowMs()) {
     socket_->setParent(this);
     // Past this much unread input the socket stops reading and TCP holds the client back.
     socket_->setReadBufferSize(64 * 1024);
@@ -124,7 +190,15 @@ Connection::Connection(QTcpSocket* socket, Server& server)
 }
 
 Connection::~Connection() {
-    server_.connectionGone();
+    server_.connectionGone(this);
+}
+
+void Connection::evict() {
+    closing_ = true;
+    timer_.stop();
+    server_.connectionGone(this);
+    socket_->abort();
+    deleteLater();
 }
 
 void Connection::onReadyRead() {
@@ -168,10 +242,19 @@ void Connection::dispatch(Request request) {
     ++serial_;
     awaiting_ = true;
     keepAlive_ = request.keepAlive();
+    head_ = request.method == "HEAD";
+    if (head_)
+        request.method = "GET";
     auto state = std::make_shared<Responder::State>();
     state->connection = this;
     state->serial = serial_;
     armTimer();
+    if (!server_.acceptsHost(request.header("Host"))) {
+        qCWarning(lcHttp) << "refused a request for host" << request.header("Host");
+        answer(serial_, Response::text(403, "This server does not serve the host \"" +
+                                                request.header("Host").left(100) + "\"\n"));
+        return;
+    }
     server_.handler_(request, Responder(std::move(state)));
 }
 
@@ -191,12 +274,13 @@ void Connection::answer(quint64 serial, const Response& response) {
 
 void Connection::refuse(int status, const QByteArray& reason) {
     qCInfo(lcHttp) << "refused request:" << status << reason;
+    head_ = false;
     write(Response::text(status, reason + '\n'), false);
     closeAfterWrite();
 }
 
 void Connection::write(const Response& response, bool keepAlive) {
-    socket_->write(serialise(response, keepAlive));
+    socket_->write(serialise(response, keepAlive, !head_));
     // Handed to the system at once: an answer that ends the program (a client's last unlink)
     // must not wait in the socket's buffer for an event loop that is about to stop.
     socket_->flush();
@@ -210,26 +294,35 @@ void Connection::closeAfterWrite() {
 }
 
 void Connection::armTimer() {
+    const qint64 now = server_.clock_.nowMs();
+    const auto begin = [&](Wait w) {
+        if (waiting_ != w)
+            since_ = now;
+        waiting_ = w;
+    };
     if (closing_) {
         // A client that never reads its last answer does not keep the socket for ever.
         if (waiting_ != Wait::Closing || !timer_.isActive())
             timer_.start(server_.limits().requestTimeoutMs);
-        waiting_ = Wait::Closing;
+        begin(Wait::Closing);
         return;
     }
     if (awaiting_) {
         timer_.stop(); // the handler's own deadline bounds the wait
-        waiting_ = Wait::Idle;
+        begin(Wait::Handler);
         return;
     }
     if (parser_.midRequest() || !in_.isEmpty()) {
-        // Started once per request: trickling bytes do not extend it.
-        if (waiting_ != Wait::Request || !timer_.isActive())
-            timer_.start(server_.limits().requestTimeoutMs);
-        waiting_ = Wait::Request;
+        // Counted from the request's first bytes: trickling bytes do not extend it.
+        begin(Wait::Request);
+        const ServerLimits& lim = server_.limits();
+        const qint64 allowed = server_.crowded()
+                                   ? std::min(lim.requestTimeoutMs, lim.crowdedRequestTimeoutMs)
+                                   : lim.requestTimeoutMs;
+        timer_.start(std::max<qint64>(0, since_ + allowed - now));
         return;
     }
-    waiting_ = Wait::Idle;
+    begin(Wait::Idle);
     timer_.start(server_.limits().idleTimeoutMs);
 }
 

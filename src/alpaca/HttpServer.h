@@ -18,8 +18,13 @@
 // - request line, headers and body are capped; a request that trickles in too slowly is timed
 //   out (408), and a connection with nothing in progress is closed after an idle time;
 // - "Expect: 100-continue" is answered at once;
-// - the number of connections is capped, and reading stops while a client does not collect its
-//   answers, so no client can make the server buffer without bound.
+// - the number of connections is capped; at the cap the connection idle longest makes room for
+//   the new one, and requests still coming in get less time, so idle or slow clients cannot
+//   lock others out; reading stops while a client does not collect its answers, so no client
+//   can make the server buffer without bound;
+// - the Host header must name this server (see acceptsHost), so that a web page whose name has
+//   been rebound to this machine's address cannot drive the devices from a browser;
+// - HEAD is answered as GET, without the body.
 
 #include "HttpRequest.h"
 
@@ -30,8 +35,11 @@
 #include <QObject>
 #include <QPointer>
 
+#include <QStringList>
+
 #include <functional>
 #include <memory>
+#include <vector>
 
 class QTcpServer;
 class QTcpSocket;
@@ -56,8 +64,9 @@ struct Response {
 
 struct ServerLimits {
     Limits request;
-    qint64 idleTimeoutMs = 30'000;    // nothing in progress: close
-    qint64 requestTimeoutMs = 15'000; // a request begun but not complete: 408 and close
+    qint64 idleTimeoutMs = 30'000;          // nothing in progress: close
+    qint64 requestTimeoutMs = 15'000;       // a request begun but not complete: 408 and close
+    qint64 crowdedRequestTimeoutMs = 2'000; // the same while every connection is taken
     int maxConnections = 256;
     qint64 maxPendingOutput = 1024 * 1024; // stop reading while this much is unsent
 };
@@ -99,8 +108,14 @@ public:
     quint16 port() const;
     QHostAddress address() const;
 
-    int connectionCount() const { return connections_; }
+    int connectionCount() const { return int(live_.size()); }
     const ServerLimits& limits() const { return limits_; }
+
+    // Whether a request's Host header (name or address, with or without a port) names this
+    // server. Serving the loopback only: localhost, 127.0.0.1 and [::1]. Serving beyond it: any
+    // address (a rebinding page has to come under a name of its own), localhost, and this
+    // machine's names. A request without a Host header (HTTP/1.0) is accepted.
+    bool acceptsHost(const QByteArray& host) const;
 
 signals:
     void connectionCountChanged(int count);
@@ -108,13 +123,17 @@ signals:
 private:
     friend class Connection;
     void onNewConnection();
-    void connectionGone();
+    void connectionGone(Connection* c);
+    bool crowded() const { return int(live_.size()) >= limits_.maxConnections; }
+    // Closes one connection to make room for a new one; false when every one is busy.
+    bool makeRoom();
 
     Handler handler_;
     ServerLimits limits_;
     Clock& clock_;
     QTcpServer* tcp_;
-    int connections_ = 0;
+    std::vector<Connection*> live_; // in the order they came
+    QStringList ownNames_;          // lower case; set when listening
 };
 
 // One client connection. Lives until the client leaves or the server closes it.
@@ -126,6 +145,7 @@ public:
 
 private:
     friend class Responder;
+    friend class Server;
     void onReadyRead();
     void serveBuffered();
     void dispatch(Request request);
@@ -135,16 +155,20 @@ private:
     void closeAfterWrite();
     void armTimer();
     void onTimeout();
+    bool idle() const { return waiting_ == Wait::Idle && !awaiting_ && !closing_; }
+    void evict();
 
     QTcpSocket* socket_;
     Server& server_;
     RequestParser parser_;
     QByteArray in_;
     Timer timer_;
-    enum class Wait { Idle, Request, Closing } waiting_ = Wait::Idle;
+    enum class Wait { Idle, Request, Handler, Closing } waiting_ = Wait::Idle;
+    qint64 since_ = 0;      // when the current wait began
     quint64 serial_ = 0;    // of the request being answered
     bool awaiting_ = false; // a request is with the handler
     bool keepAlive_ = true; // of the request being answered
+    bool head_ = false;     // the request being answered is a HEAD: no body in the answer
     bool closing_ = false;  // no more requests: close once written
     bool continueSent_ = false;
 };

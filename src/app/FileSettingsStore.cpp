@@ -1,11 +1,11 @@
 #include "FileSettingsStore.h"
 
+#include "FileSave.h"
 #include "SettingsFileFormat.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace mivel {
 
@@ -21,6 +21,7 @@ QString leftAsIs(const QString& path, const QString& reason) {
 
 FileSettingsStore::FileSettingsStore(QString filePath)
     : path_(std::move(filePath)) {
+    removeStaleTemporaries(path_);
     load();
 }
 
@@ -60,17 +61,15 @@ long FileSettingsStore::flush() {
     if (!dirty_)
         return Success;
     const QString folder = QFileInfo(path_).absolutePath();
-    QSaveFile file(path_);
     if (!QDir().mkpath(folder)) {
         saveProblem_ = QStringLiteral("The settings could not be saved: the folder \"%1\" "
                                       "could not be made.")
                            .arg(QDir::toNativeSeparators(folder));
         return Failed;
     }
-    if (!file.open(QIODevice::WriteOnly) || file.write(writeSettingsFile(tree_)) < 0 ||
-        !file.commit()) {
+    if (const QString why = replaceFile(path_, writeSettingsFile(tree_)); !why.isEmpty()) {
         saveProblem_ = QStringLiteral("The settings could not be saved to \"%1\": %2.")
-                           .arg(QDir::toNativeSeparators(path_), file.errorString());
+                           .arg(QDir::toNativeSeparators(path_), why);
         return Failed;
     }
     saveProblem_.clear();

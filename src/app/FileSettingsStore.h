@@ -11,7 +11,9 @@ namespace mivel {
 // store is made and rewritten whole, atomically, when a changed key is closed or a key is
 // deleted (and when the store goes away with changes not yet written).
 //
-// A missing file is an empty store; its folder is made on the first write. A file that cannot
+// A missing file is an empty store; its folder is made on the first write. A write that fails
+// (a full disk) leaves the file as it was and the change unsaved; temporaries that a killed
+// write left beside the file are removed when the store is made. A file that cannot
 // be read or does not parse is never overwritten: every open, create and write is refused and
 // problem() says which file, which line and what is wrong.
 class FileSettingsStore final : public SettingsStore {

@@ -239,8 +239,14 @@ Status Rotator::setWrapLimit(const QVariant& value) {
         return errors::IllegalWrapLimit.error;
     const qint32 limit = *wire::roundToInt<qint32>(*degrees);
     ctx_.settings().dornaLimit = limit;
-    writeSetting(ctx_.store(), QStringLiteral("DornaLimit"), int(SettingsStore::Type::Dword), limit,
-                 SettingsKeyUse::OnlyIfPresent);
+    const long saved =
+        writeSetting(ctx_.store(), QStringLiteral("DornaLimit"), int(SettingsStore::Type::Dword),
+                     limit, SettingsKeyUse::OnlyIfPresent);
+    // No settings key means nothing to save into; any other failure is the client's to know.
+    if (saved != SettingsStore::Success && saved != SettingsStore::NotFound)
+        return AutomationError{0, QStringLiteral("Mivel"),
+                               QStringLiteral("The wrap limit is in effect but was not saved: ") +
+                                   ctx_.store().problem()};
     return {};
 }
 

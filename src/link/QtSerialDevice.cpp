@@ -8,6 +8,22 @@ Q_LOGGING_CATEGORY(lcDevice, "mivel.device")
 namespace mivel {
 namespace {
 
+// QSerialPort keeps the text of an earlier error when a read or write fails at a hang-up (on a
+// pseudo-terminal, that of the refused line controls: "Inappropriate ioctl for device"), so the
+// reason is told from the kind of failure.
+QString lossReason(QSerialPort::SerialPortError e) {
+    switch (e) {
+    case QSerialPort::ResourceError:
+        return QStringLiteral("the device is gone (unplugged, or the other end hung up)");
+    case QSerialPort::ReadError:
+        return QStringLiteral("reading failed (unplugged, or the other end hung up)");
+    case QSerialPort::WriteError:
+        return QStringLiteral("writing failed (unplugged, or the other end hung up)");
+    default:
+        return QStringLiteral("the device failed (error %1)").arg(int(e));
+    }
+}
+
 class QtSerialDevice final : public SerialDevice {
 public:
     QtSerialDevice() {
@@ -67,7 +83,7 @@ private:
         // A vanished device keeps reporting read errors at full speed until it is closed, so it
         // is closed at the first one and reported once.
         lostReported_ = true;
-        const QString reason = port_.errorString();
+        const QString reason = lossReason(e);
         qCWarning(lcDevice) << "serial device" << port_.portName() << "lost:" << reason;
         port_.close();
         emit lost(reason);

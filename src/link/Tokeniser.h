@@ -5,14 +5,27 @@
 // anywhere, so each receiver keeps one of these and feeds it every chunk.
 //
 // No Qt and no I/O here: this is fed arbitrary bytes by the fuzzer and the benchmark.
+//
+// A token is at most MaxTokenLength bytes; the rest of a longer one is dropped as it comes, so a
+// device that sends text without spaces (a GPS receiver on the wrong port) costs neither memory
+// nor time. The unit's longest reply token is a dozen characters.
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace mivel::wire {
 
+// Called the first time in the process that any tokeniser drops the end of an over-long token:
+// the program says in its log that the device does not look like the unit. Defined in the link
+// library (the fuzz target brings its own).
+void noticeOverlongToken(std::size_t maxLength);
+
 class Tokeniser {
 public:
+    static constexpr std::size_t MaxTokenLength = 256;
+
     // Feeds one received chunk. onValue(tag, piece) is called for every piece that arrives while
     // a tag is pending, empty pieces (two spaces in a row) included: most tags ignore an empty
     // value and stay pending, while the link probe's tag acts on whatever comes next.
@@ -30,6 +43,7 @@ public:
 
 private:
     template <class OnValue> void handle(std::string_view piece, OnValue& onValue);
+    static std::string_view capped(std::string_view piece);
 
     std::string previous_;
     std::string tag_;
@@ -51,11 +65,14 @@ template <class OnValue> void Tokeniser::feed(std::string_view chunk, OnValue&& 
             break; // the empty piece after the closing space is dropped
         std::string_view piece = last ? chunk.substr(pos) : chunk.substr(pos, space - pos);
         if (first && insideToken_) {
-            // The previous chunk ended inside this token.
+            // The previous chunk ended inside this token. Only what fits under the cap is
+            // joined, so a token that never ends is not copied again with every chunk.
             joined = previous_;
-            joined.append(piece);
+            joined.append(piece.substr(0, MaxTokenLength + 1 -
+                                              std::min(previous_.size(), MaxTokenLength + 1)));
             piece = joined;
         }
+        piece = capped(piece);
         if (last) {
             // The chunk ends inside this token: keep it for the next chunk.
             previous_.assign(piece);
@@ -71,6 +88,17 @@ template <class OnValue> void Tokeniser::feed(std::string_view chunk, OnValue&& 
     // copied once per chunk.
     previous_.assign(lastHandled);
     insideToken_ = false;
+}
+
+inline std::string_view Tokeniser::capped(std::string_view piece) {
+    if (piece.size() <= MaxTokenLength)
+        return piece;
+    static bool noticed = false;
+    if (!noticed) {
+        noticed = true;
+        noticeOverlongToken(MaxTokenLength);
+    }
+    return piece.substr(0, MaxTokenLength);
 }
 
 template <class OnValue> void Tokeniser::handle(std::string_view piece, OnValue& onValue) {

@@ -3,13 +3,13 @@
 #include "CsvLines.h"
 #include "HeaterLoopUpload.h"
 
+#include "app/FileSave.h"
 #include "app/SettingsKey.h"
 #include "link/Commands.h"
 #include "link/Format.h"
 #include "link/Numbers.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include <cmath>
 
@@ -315,8 +315,7 @@ bool CalibrationWindow::confirmReplace(const QString& path) {
 
 bool CalibrationWindow::writeFile(const QString& path, const QByteArray& data) {
     // Written beside the old file and renamed over it, so a failed save loses nothing on disk.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+    if (!replaceFile(path, data).isEmpty()) {
         ctx_.prompt().inform(QStringLiteral("Unable to create file."), Title,
                              Prompt::Icon::Warning);
         return false;

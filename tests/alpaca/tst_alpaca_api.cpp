@@ -330,6 +330,27 @@ private slots:
         QCOMPARE(f->request("GET", "/setup/v1/focuser/1/setup").status, 404);
     }
 
+    void setupPagesBeyondTheLoopbackKeepTheMachineToThemselves() {
+        f->api.setSettingsRows([] {
+            return AlpacaServer::Rows{{"Serial device", "/dev/ttyUSB-secret"},
+                                      {"PortDevice", "/dev/serial/by-id/secret"},
+                                      {"Settings folder", "/home/secret/.config/mivel"},
+                                      {"StepSize", "57"}};
+        });
+        const QString host = f->api.description().location;
+        auto pages = [&] {
+            return f->request("GET", "/setup").body +
+                   f->request("GET", "/setup/v1/rotator/0/setup").body;
+        };
+        QByteArray local = pages();
+        QVERIFY(local.contains("secret") && local.contains(host.toHtmlEscaped().toUtf8()));
+        f->api.setServesBeyondLoopback(true);
+        const QByteArray shown = pages();
+        QVERIFY2(!shown.contains("secret"), shown.constData());
+        QVERIFY(!shown.contains(" on " + host.toHtmlEscaped().toUtf8()));
+        QVERIFY(shown.contains("StepSize"));
+    }
+
     void aWaitThatNeverEndsIsAnsweredAtTheDeadline() {
         f->api.setAnswerDeadline(5000);
         f->focuser().waitMs["Position"] = 20'000;

@@ -7,7 +7,9 @@
 #include "alpaca/Discovery.h"
 #include "alpaca/HttpRequest.h"
 
+#include <QHostInfo>
 #include <QNetworkDatagram>
+#include <QRegularExpression>
 #include <QUdpSocket>
 
 using namespace mivel;
@@ -108,6 +110,15 @@ private slots:
         row("large chunk", chunked + QByteArray::number(lim.maxBody + 1, 16) + "\r\n", 413);
         row("large body expected", put + "Expect: 100-continue\r\nContent-Length: 10000000\r\n\r\n",
             413);
+        // A form bomb: thousands of distinct fields behind a valid one.
+        QByteArray bomb = "Position=5";
+        for (int i = 0; i < 5000; ++i)
+            bomb += "&f" + QByteArray::number(i, 36) + '=';
+        row("form bomb",
+            put + "Content-Length: " + QByteArray::number(bomb.size()) + "\r\n\r\n" + bomb, 400);
+        row("query bomb",
+            "GET /api/v1/focuser/0/name?" + QByteArray("a&").repeated(500) + " HTTP/1.1\r\n\r\n",
+            400);
     }
     void badRequestsAreRefusedAndTheConnectionCloses() {
         QFETCH(QByteArray, bytes);
@@ -131,6 +142,63 @@ private slots:
         c.send("Position=321");
         QCOMPARE(c.await().status, 200);
         QCOMPARE(f->focuser().calls, QStringList{"call Move(321)"});
+    }
+
+    void hostMustNameTheServer_data() {
+        QTest::addColumn<QByteArray>("host");
+        QTest::addColumn<int>("status");
+        for (const char* host : {"localhost", "LocalHost:11111", "127.0.0.1", "127.0.0.1:80",
+                                 "[::1]", "[::1]:11111", "localhost."})
+            QTest::newRow(host) << QByteArray(host) << 200;
+        // A page whose name was rebound to the loopback, or another address, is refused.
+        for (const char* host : {"evil.example", "evil.example:11111", "localhost.evil.example",
+                                 "192.168.1.20", "[::1", ":11111"})
+            QTest::newRow(host) << QByteArray(host) << 403;
+    }
+    void hostMustNameTheServer() {
+        QFETCH(QByteArray, host);
+        QFETCH(int, status);
+        if (status == 403)
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression("refused a request for host"));
+        HttpTestClient c(f->port());
+        c.send("PUT /api/v1/focuser/0/move HTTP/1.1\r\nHost: " + host +
+               "\r\nContent-Length: 10\r\n\r\nPosition=5");
+        const HttpReply r = c.await();
+        QCOMPARE(r.status, status);
+        QCOMPARE(f->focuser().calls.size(), status == 200 ? 1 : 0);
+        if (status == 403)
+            QVERIFY(r.body.contains("does not serve the host"));
+    }
+
+    void beyondTheLoopbackTheMachineNamesAndAddressesAreAccepted() {
+        http::Server any([](const http::Request&, http::Responder out) {
+            out.send(http::Response::text(200, "ok"));
+        });
+        if (!any.listen(QHostAddress::AnyIPv4, 0, nullptr))
+            QSKIP("cannot listen on every address here");
+        const QString name = QHostInfo::localHostName();
+        QVERIFY(any.acceptsHost(name.toUtf8()));
+        QVERIFY(any.acceptsHost(name.toUpper().toUtf8() + ".local:11111"));
+        QVERIFY(any.acceptsHost("192.168.1.20:11111"));
+        QVERIFY(any.acceptsHost("localhost"));
+        QVERIFY(any.acceptsHost("")); // HTTP/1.0 without a Host header
+        QVERIFY(!any.acceptsHost("evil.example"));
+        QVERIFY(!any.acceptsHost(name.toUtf8() + ".evil.example"));
+    }
+
+    void headIsAnsweredWithoutABody() {
+        HttpTestClient c(f->port());
+        c.send("HEAD /api/v1/focuser/0/name HTTP/1.1\r\nHost: localhost\r\n\r\n"
+               "GET /api/v1/focuser/0/name HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        QTRY_VERIFY(c.received.count("HTTP/1.1 200 OK") == 2);
+        const qsizetype second = c.received.indexOf("HTTP/1.1", 1);
+        const QByteArray head = c.received.left(second);
+        QVERIFY2(head.endsWith("\r\n\r\n"), head.constData()); // the headers and nothing else
+        HttpReply r;
+        r.head = head;
+        QVERIFY(r.header("Content-Length").toInt() > 0); // the length a GET would get
+        c.received.remove(0, second);
+        QCOMPARE(c.await().json()["Value"].toString(), "Mivel Focuser");
     }
 
     void keepAliveChunkedAndPipelinedRequests() {
@@ -178,19 +246,47 @@ private slots:
         QTRY_COMPARE(f->server.connectionCount(), 0);
     }
 
-    void connectionsAreCapped() {
+    void atTheCapTheLongestIdleMakesRoom() {
         http::ServerLimits lim;
         lim.maxConnections = 3;
         start(lim);
-        std::vector<std::unique_ptr<HttpTestClient>> held;
-        for (int i = 0; i < 3; ++i)
-            held.push_back(std::make_unique<HttpTestClient>(f->port()));
+        HttpTestClient first(f->port()), second(f->port()), slow(f->port());
+        first.request("GET", "/api/v1/focuser/0/name");
+        QCOMPARE(first.await().status, 200);
+        f->clock.advance(100);
+        second.request("GET", "/api/v1/focuser/0/name");
+        QCOMPARE(second.await().status, 200);
+        f->clock.advance(100);
+        slow.send("GET /api/v1/focuser/0/na"); // a slow header sender
         QTRY_COMPARE(f->server.connectionCount(), 3);
+        QTRY_VERIFY(slow.socket.bytesToWrite() == 0);
+
+        // A newcomer at the cap is served; the connection idle longest is closed for it.
+        HttpTestClient late(f->port());
+        late.request("GET", "/api/v1/focuser/0/name");
+        QCOMPARE(late.await().status, 200);
+        QVERIFY(first.closedByServer());
+        QCOMPARE(second.socket.state(), QAbstractSocket::ConnectedState);
+        QCOMPARE(f->server.connectionCount(), 3);
+
+        // While the server is full, a request still coming in gets the shorter time.
+        f->clock.advance(lim.crowdedRequestTimeoutMs);
+        QCOMPARE(slow.await().status, 408);
+        QVERIFY(slow.closedByServer());
+        QTRY_COMPARE(f->server.connectionCount(), 2);
+
+        // When every connection is busy, the newcomer is the one refused.
+        HttpTestClient third(f->port());
+        QTRY_COMPARE(f->server.connectionCount(), 3);
+        for (HttpTestClient* c : {&second, &late, &third}) {
+            c->send("PUT /api/v1/focuser/0/move HTTP/1.1\r\nHost: localhost\r\n"
+                    "Expect: 100-continue\r\nContent-Length: 10\r\n\r\n");
+            QCOMPARE(c->await().status, 100); // now in the middle of a request
+        }
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("connection refused"));
         HttpTestClient refused(f->port());
         QVERIFY(refused.closedByServer());
-        held.pop_back();
-        QTRY_COMPARE(f->server.connectionCount(), 2);
-        QCOMPARE(f->request("GET", "/api/v1/focuser/0/name").status, 200);
+        QCOMPARE(third.socket.state(), QAbstractSocket::ConnectedState);
     }
 
     void discoveryAnswersWithThePort() {

@@ -1,8 +1,14 @@
+#include "support/FileSizeLimit.h"
+
+#include "app/FileSave.h"
 #include "app/FileSettingsStore.h"
 #include "app/SettingsFileFormat.h"
+#include "app/SettingsKey.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -184,6 +190,62 @@ private slots:
         QCOMPARE(store.flush(), 0);
         QVERIFY(store.problem().isEmpty());
         QVERIFY(QFileInfo::exists(blocker + "/inner/settings.reg"));
+    }
+
+#ifdef Q_OS_UNIX
+    void aFullDiskKeepsTheOldFile() {
+        const QString folder = QFileInfo(path).absolutePath();
+        FileSettingsStore store(path);
+        QCOMPARE(writeSetting(store, "DornaLimit", 4, 270), 0);
+        const QByteArray saved = readAll(path);
+        QVERIFY(!saved.isEmpty());
+        {
+            test::FileSizeLimit full(16);
+            QVERIFY(full.active());
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not save .*settings.reg"));
+            QCOMPARE(writeSetting(store, "DornaLimit", 4, 90), SettingsStore::Failed);
+            QVERIFY2(store.problem().contains("could not be saved"), qPrintable(store.problem()));
+            QCOMPARE(readAll(path), saved);
+            // Nothing is left behind, not even the temporary.
+            QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList{"settings.reg"});
+        }
+        // The change is still pending, and the next write saves it.
+        QCOMPARE(store.flush(), 0);
+        QVERIFY(store.problem().isEmpty());
+        FileSettingsStore reread(path);
+        QVariant limit;
+        QCOMPARE(readSetting(reread, "DornaLimit", &limit), 0);
+        QCOMPARE(limit.toInt(), 90);
+    }
+
+    void aFullDiskOnFirstWriteLeavesNoFile() {
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        test::FileSizeLimit full(0);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not save"));
+        QCOMPARE(replaceFile(path, "[HKLM\\K]\n"), QStringLiteral("File too large"));
+        QVERIFY(QDir(QFileInfo(path).absolutePath()).entryList(QDir::Files).isEmpty());
+    }
+#endif
+
+    void temporariesOfAKilledSaveAreRemoved() {
+        writeAll(path, "[HKLM\\K]\n");
+        const QString folder = QFileInfo(path).absolutePath();
+        const QDateTime old = QDateTime::currentDateTime().addSecs(-3600);
+        for (const char* name :
+             {"settings.reg.Ab12Cd", "settings.reg.zzzzzz", "settings.reg.fresh1",
+              "settings.reg.toolong7", "settings.reg.bak!!!", "other.reg.Ab12Cd"}) {
+            QFile f(QDir(folder).filePath(name));
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            if (QByteArray(name) != "settings.reg.fresh1") // one from a save under way now
+                QVERIFY(f.setFileTime(old, QFileDevice::FileModificationTime));
+        }
+        FileSettingsStore store(path);
+        QVERIFY(store.problem().isEmpty());
+        QDir listing(folder);
+        listing.setSorting(QDir::Name);
+        QCOMPARE(listing.entryList(QDir::Files),
+                 (QStringList{"other.reg.Ab12Cd", "settings.reg", "settings.reg.bak!!!",
+                              "settings.reg.fresh1", "settings.reg.toolong7"}));
     }
 };
 

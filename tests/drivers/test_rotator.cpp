@@ -111,6 +111,14 @@ private slots:
         QCOMPARE(rig.rotator.setWrapLimit(QStringLiteral("far")), refused);
         QCOMPARE(rig.rotator.wrapLimit(), 2000);
         QVERIFY(rig.store->writes.empty());
+
+        // A save that fails (a full disk) is not answered as success.
+        rig.store->failSet(QStringLiteral("DornaLimit"));
+        rig.store->setProblem(QStringLiteral("disk full"));
+        const Status unsaved = rig.rotator.setWrapLimit(90);
+        QVERIFY(unsaved && unsaved->description.contains("disk full"));
+        QCOMPARE(errorKind(*unsaved), DriverErrorKind::UnitFailure);
+        QCOMPARE(saved(), QVariant(qint32(2000)));
     }
 
     void resetPositionAndPositionLimitRanges() {

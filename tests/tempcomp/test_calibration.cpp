@@ -3,10 +3,12 @@
 // their exact lines, malformed files, and what closing keeps.
 
 #include "Rig.h"
+#include "support/FileSizeLimit.h"
 
 #include "tempcomp/CalibrationWindow.h"
 #include "tempcomp/HeaterLoopUpload.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace mivel;
@@ -383,6 +385,19 @@ private slots:
                  QStringList({QStringLiteral("Unable to create file."), // no replace question
                               QStringLiteral("Replace current file?"),
                               QStringLiteral("Unable to create file.")}));
+#ifdef Q_OS_UNIX
+        {
+            // A full disk: the old file stays whole and the user hears of it.
+            test::FileSizeLimit full(4);
+            rig.prompt->shown.clear();
+            rig.prompt->answers = {Prompt::Answer::Ok};
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not save"));
+            QVERIFY(!window.saveParameterFile(path));
+            QCOMPARE(rig.prompt->texts().last(), QStringLiteral("Unable to create file."));
+            QCOMPARE(readAll(path), QByteArray("old contents"));
+        }
+#endif
+        rig.prompt->answers = {Prompt::Answer::Ok};
         QVERIFY(window.saveParameterFile(path)); // OK replaces
         QVERIFY(readAll(path).startsWith("\"date\","));
     }
