@@ -34,6 +34,7 @@ const std::array kAll{
     &errors::SetpointOutOfRange,
     &errors::Dew1OutOfRange,
     &errors::Dew2OutOfRange,
+    &errors::LinkCancelled,
     &errors::TypeMismatch,
     &errors::Overflow,
     &errors::SetupDialogUnavailable,

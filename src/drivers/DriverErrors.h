@@ -81,6 +81,11 @@ inline const DriverError Dew1OutOfRange{{0, "Mivel", "Dew heater 1 Power value o
 inline const DriverError Dew2OutOfRange{{0, "Mivel", "Dew heater 2 Power value out of range."},
                                         K::OutOfRange};
 
+// Every object: a link attempt still probing when the link was closed.
+inline const DriverError LinkCancelled{
+    {0, "Mivel", "Link attempt cancelled: the link was closed while the unit was being probed."},
+    K::NotLinked};
+
 // Raised while an argument is converted to the member's type, before the member runs.
 inline const DriverError TypeMismatch{{13, "Mivel", "Type mismatch"}, K::InvalidValue};
 inline const DriverError Overflow{{6, "Mivel", "Overflow"}, K::InvalidValue};

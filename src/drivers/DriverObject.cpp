@@ -7,8 +7,9 @@
 
 namespace mivel {
 
-DriverObject::DriverObject(AppContext& ctx)
-    : ctx_(ctx) {
+DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse)
+    : ctx_(ctx)
+    , noResponse_(noResponse) {
     ctx.hub().ensureSerial();
     subscription_ = ctx.hub().subscribe(LinkHub::Audience::Driver,
                                         [this](std::string_view chunk) { receive(chunk); });
@@ -59,41 +60,86 @@ void DriverObject::closePort() {
     serial().setConnected(false);
 }
 
-Task<Status> DriverObject::runTickedLink(TickedLink& link, bool on) {
-    const Alive token = alive();
-    Status error;
+Task<Status> DriverObject::setLinked(bool on) {
     if (!on) {
-        if (portOpen())
-            closePort();
-        link.linked = false;
-        link.tm.stop();
-        co_return error;
+        unlink();
+        if (attempt_.running)
+            endAttempt(errors::LinkCancelled.error);
+        return Task<Status>::ready(Status());
     }
+    if (!attempt_.running) {
+        attempt_.running = true;
+        // Runs on its own: every caller, the first one included, waits for its outcome.
+        Task<void> probing = runAttempt(++attempt_.number);
+    }
+    return attemptOutcome(attempt_.number);
+}
+
+Task<void> DriverObject::runAttempt(quint64 attempt) {
+    const Alive token = alive();
+    const bool answered = co_await probeForLink(attempt);
+    if (gone(token) || attemptOver(attempt))
+        co_return;
+    if (answered)
+        onLinked();
+    else
+        onLinkFailed();
+    endAttempt(answered ? Status() : Status(noResponse_.error));
+}
+
+Task<Status> DriverObject::attemptOutcome(quint64 attempt) {
+    const Alive token = alive();
+    // Every wait of an attempt ends within its guard, so this one never runs out in practice.
+    constexpr qint64 AttemptGuardMs = 60'000;
+    co_await waitFor(AttemptGuardMs, [this, attempt] { return attemptOver(attempt); });
+    if (gone(token))
+        co_return Status();
+    if (!attemptOver(attempt))
+        endAttempt(noResponse_.error);
+    co_return attempt_.outcome;
+}
+
+void DriverObject::endAttempt(Status outcome) {
+    attempt_.running = false;
+    attempt_.outcome = std::move(outcome);
+    recheckWaits();
+}
+
+Task<bool> DriverObject::probeTicked(TickedLink& link, quint64 attempt) {
+    const Alive token = alive();
     link.tm.setInterval(TickedLink::TickMs);
     link.tm.start();
     if (!portOpen())
-        error = openPortFromSettings();
+        openPortFromSettings(); // a port that will not open leaves the probes unanswered
     link.linked = false;
     link.pending = true;
     co_await yieldOnce();
-    if (gone(token))
-        co_return error;
-    // A tick ends each wait; the long guard only matters if the timer was stopped meanwhile.
-    constexpr qint64 TickWaitGuardMs = 60'000;
-    for (int attempt = 0; attempt < TickedLink::Attempts; ++attempt) {
+    if (gone(token) || attemptOver(attempt))
+        co_return false;
+    for (int probe = 0; probe < TickedLink::Attempts; ++probe) {
         send(wire::command(wire::Cmd::Probe));
         co_await yieldOnce();
-        if (gone(token))
-            co_return error;
+        if (gone(token) || attemptOver(attempt))
+            co_return false;
         link.tickWait = true;
-        co_await waitFor(TickWaitGuardMs, [&link] { return !link.tickWait; });
-        if (gone(token))
-            co_return error;
+        co_await waitFor(ProbeWaitGuardMs,
+                         [this, &link, attempt] { return attemptOver(attempt) || !link.tickWait; });
+        if (gone(token) || attemptOver(attempt))
+            co_return false;
         if (link.linked)
             break;
     }
     link.pending = false;
-    co_return error;
+    co_return link.linked;
+}
+
+void DriverObject::unlinkTicked(TickedLink& link) {
+    if (portOpen())
+        closePort();
+    link.linked = false;
+    link.pending = false;
+    link.tickWait = false;
+    link.tm.stop();
 }
 
 void DriverObject::onLinkTick(TickedLink& link) {

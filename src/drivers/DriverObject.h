@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AutomationDevice.h"
+#include "DriverErrors.h"
 
 #include "app/AppContext.h"
 #include "link/Clock.h"
@@ -45,7 +46,23 @@ public:
     AppContext& context() const { return ctx_; }
 
 protected:
-    explicit DriverObject(AppContext& ctx);
+    // noResponse: the error of a link attempt that the unit did not answer.
+    DriverObject(AppContext& ctx, const DriverError& noResponse);
+
+    // Link let. There is one link attempt at a time: a link asked for while one runs shares it
+    // and its outcome, and an unlink ends it at once (its callers get LinkCancelled).
+    Task<Status> setLinked(bool on);
+    // The probing of attempt number `attempt`; true when the unit answered. Once
+    // attemptOver(attempt) it stops without touching the object's state.
+    virtual Task<bool> probeForLink(quint64 attempt) = 0;
+    // After the unit answered an attempt, and after it did not.
+    virtual void onLinked() = 0;
+    virtual void onLinkFailed() {}
+    // Unlinks: closes the shared port for every holder and clears the object's link state.
+    virtual void unlink() = 0;
+    bool attemptOver(quint64 attempt) const {
+        return attempt != attempt_.number || !attempt_.running;
+    }
 
     // A value of a tag this object cares about. Numeric tags come only with numeric values.
     virtual void onNumber(wire::Tag tag, double value) = 0;
@@ -89,17 +106,31 @@ protected:
     // After a timer changed state that a wait's condition reads.
     void recheckWaits() { ctx_.hub().waits().recheck(); }
 
-    // Unlinks (closing the shared port for every holder) or runs the probes of a ticked link;
-    // link.linked tells whether the unit answered. Returns the port's opening failure, if any.
-    Task<Status> runTickedLink(TickedLink& link, bool on);
+    // The probing and the unlink of the rotator and the temperature object.
+    Task<bool> probeTicked(TickedLink& link, quint64 attempt);
+    void unlinkTicked(TickedLink& link);
     // A tick of the link timer: during an attempt it ends the probe's wait with its answer.
     void onLinkTick(TickedLink& link);
+    // A probe's wait ends with a tick of the link timer; this deadline only keeps an attempt
+    // from waiting for ever on a timer that was stopped under it.
+    static constexpr qint64 ProbeWaitGuardMs = 5'000;
 
     AppContext& ctx_;
 
 private:
     void receive(std::string_view chunk);
     void onPiece(std::string_view tag, std::string_view piece);
+    Task<void> runAttempt(quint64 attempt);
+    Task<Status> attemptOutcome(quint64 attempt);
+    void endAttempt(Status outcome);
+
+    struct LinkAttempt {
+        quint64 number = 0;
+        bool running = false;
+        Status outcome; // of the last attempt that ended
+    };
+    LinkAttempt attempt_;
+    const DriverError& noResponse_;
 
     LinkHub::Subscription subscription_;
     wire::Tokeniser tokeniser_;

@@ -14,9 +14,6 @@ using wire::Tag;
 
 namespace {
 
-// A link attempt ends with the tick of the link timer; the wait's own deadline only keeps a
-// coroutine from waiting for ever on a timer that can no longer fire.
-constexpr qint64 TickWaitGuardMs = 60'000;
 constexpr qint16 ReplyCountHeld = 3;
 
 void countReply(qint16& counter) {
@@ -40,7 +37,7 @@ const Focuser::TagHandler Focuser::kTagHandlers[] = {
 };
 
 Focuser::Focuser(AppContext& ctx)
-    : DriverObject(ctx)
+    : DriverObject(ctx, errors::NoResponseFromFocuser)
     , tm_(ctx.clock()) {
     connect(&tm_, &Timer::timeout, this, &Focuser::onLinkTick);
     checkRegistry(ctx);
@@ -53,40 +50,40 @@ Focuser::~Focuser() = default;
 // Linking closes or opens the port for every holder of the link: unlinking while the consoles
 // still use the port closes it under them, as clients of this object expect.
 Task<Status> Focuser::setLink(bool on) {
+    return setLinked(on);
+}
+
+void Focuser::unlink() {
+    if (portOpen())
+        closePort();
+    linked_ = false;
+    tm_.stop(); // a late tick must not link the object again
+}
+
+// Each probe waits for the link timer: the attempt succeeds when ":!" was parsed before the
+// timer's tick. A port that will not open leaves the probes unanswered.
+Task<bool> Focuser::probeForLink(quint64 attempt) {
     const Alive token = alive();
-    Status error;
-    if (!on) {
-        if (portOpen())
-            closePort();
-        linked_ = false;
-        co_return error;
-    }
     if (!portOpen())
-        if (Status opened = openPortFromSettings())
-            error = opened;
+        openPortFromSettings();
     linked_ = false;
     linkPending_ = true;
     co_await yieldOnce();
-    if (gone(token))
-        co_return error;
-    // Each attempt probes and waits for the link timer: the attempt succeeds when ":!" was
-    // parsed before the timer's tick.
-    for (int attempt = 0; attempt < LinkAttempts && !linked_; ++attempt) {
+    if (gone(token) || attemptOver(attempt))
+        co_return false;
+    for (int probe = 0; probe < LinkAttempts && !linked_; ++probe) {
         send(wire::command(Cmd::Probe));
         co_await yieldOnce();
-        if (gone(token))
-            co_return error;
+        if (gone(token) || attemptOver(attempt))
+            co_return false;
         tm_.setInterval(LinkAttemptMs);
         tm_.start();
-        co_await waitFor(TickWaitGuardMs, [this] { return !tm_.isActive(); });
-        if (gone(token))
-            co_return error;
+        co_await waitFor(ProbeWaitGuardMs,
+                         [this, attempt] { return attemptOver(attempt) || !tm_.isActive(); });
+        if (gone(token) || attemptOver(attempt))
+            co_return false;
     }
-    if (linked_)
-        onLinked();
-    else
-        error = errors::NoResponseFromFocuser.error; // the port stays open
-    co_return error;
+    co_return linked_;
 }
 
 void Focuser::onLinkTick() {

@@ -80,8 +80,10 @@ public:
 private:
     void onNumber(wire::Tag tag, double value) override;
     void onProbeAnswer() override;
+    Task<bool> probeForLink(quint64 attempt) override;
+    void onLinked() override;
+    void unlink() override;
     void onLinkTick();
-    void onLinked();
     Task<void> statusQuery();
     Task<void> tempCompQuery();
     template <class V>

@@ -58,7 +58,7 @@ const Rotator::TagHandler Rotator::kTagHandlers[] = {
 };
 
 Rotator::Rotator(AppContext& ctx)
-    : DriverObject(ctx)
+    : DriverObject(ctx, errors::NoResponseFromMivel)
     , link_(ctx.clock(), TickedLink::TickMs) {
     connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
     checkRegistry(ctx);
@@ -74,18 +74,13 @@ Rotator::~Rotator() = default;
 
 // As for the focuser, unlinking closes the shared port for every holder of the link.
 Task<Status> Rotator::setLink(bool on) {
-    const Alive token = alive();
-    Status error = co_await runTickedLink(link_, on);
-    if (!on || gone(token))
-        co_return error;
-    if (link_.linked) {
-        send(wire::command(Cmd::RotatorHomedQuery));
-        send(wire::command(Cmd::RotatorStatus));
-        showConsoleOnLink();
-    } else {
-        error = errors::NoResponseFromMivel.error;
-    }
-    co_return error;
+    return setLinked(on);
+}
+
+void Rotator::onLinked() {
+    send(wire::command(Cmd::RotatorHomedQuery));
+    send(wire::command(Cmd::RotatorStatus));
+    showConsoleOnLink();
 }
 
 // The timer keeps ticking while linked; its ticks matter only during a link attempt.

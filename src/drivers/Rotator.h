@@ -97,6 +97,9 @@ public:
 private:
     void onNumber(wire::Tag tag, double value) override;
     void onProbeAnswer() override;
+    Task<bool> probeForLink(quint64 attempt) override { return probeTicked(link_, attempt); }
+    void onLinked() override;
+    void unlink() override { unlinkTicked(link_); }
     Task<void> rotatorQuery();
     // Sends the move, or the move the other way round when it would pass the wrap limit.
     Status guardedMove(double fromDegrees, QByteArray withinLimit);

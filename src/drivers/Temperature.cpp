@@ -55,7 +55,7 @@ const Temperature::TagHandler Temperature::kTagHandlers[] = {
 };
 
 Temperature::Temperature(AppContext& ctx)
-    : DriverObject(ctx)
+    : DriverObject(ctx, errors::NoResponseFromMivel)
     , link_(ctx.clock(), IdleTickMs) {
     connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
     connect(&serial(), &Serial::portLost, this, [this] {
@@ -68,18 +68,12 @@ Temperature::Temperature(AppContext& ctx)
 Temperature::~Temperature() = default;
 
 Task<Status> Temperature::setConnected(bool on) {
-    const Alive token = alive();
-    Status error = co_await runTickedLink(link_, on);
-    if (!on || gone(token))
-        co_return error;
-    if (link_.linked) {
-        send(wire::command(Cmd::Temperatures));
-        showConsoleOnLink();
-    } else {
-        link_.tm.stop();
-        error = errors::NoResponseFromMivel.error;
-    }
-    co_return error;
+    return setLinked(on);
+}
+
+void Temperature::onLinked() {
+    send(wire::command(Cmd::Temperatures));
+    showConsoleOnLink();
 }
 
 // During a link attempt the timer ticks every 250 ms, one tick ending each probe; once the

@@ -61,6 +61,10 @@ public:
 private:
     void onNumber(wire::Tag tag, double value) override;
     void onProbeAnswer() override;
+    Task<bool> probeForLink(quint64 attempt) override { return probeTicked(link_, attempt); }
+    void onLinked() override;
+    void onLinkFailed() override { link_.tm.stop(); }
+    void unlink() override { unlinkTicked(link_); }
     void onText(wire::Tag tag, std::string_view value) override;
     Task<void> temperatureQuery();
     // A getter of a reading: the temperature query, then the stored value.

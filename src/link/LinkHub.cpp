@@ -39,7 +39,7 @@ void LinkHub::releaseConnector() {
 
 LinkHub::Subscription LinkHub::subscribe(Audience audience, Receive receive) {
     const quint64 id = ++nextId_;
-    receivers_.push_back({id, audience, std::move(receive)});
+    receivers_.push_back({id, audience, std::move(receive), {}});
     return Subscription(this, id);
 }
 
@@ -64,25 +64,36 @@ void LinkHub::Subscription::reset() {
 }
 
 void LinkHub::deliver(const QByteArray& chunk) {
-    const std::string_view view(chunk.constData(), std::size_t(chunk.size()));
-    // A receiver may subscribe or unsubscribe others while handling a chunk; walk by id so that
-    // the ones that left are skipped and the ones that joined wait for the next chunk.
+    for (auto& r : receivers_)
+        r.waiting.push_back(chunk);
+    handOut();
+    waits_.recheck();
+    emit chunkDelivered();
+}
+
+void LinkHub::handOut() {
+    // A receiver may subscribe or unsubscribe others while handling a chunk, or the event loop
+    // may run inside its handler and deliver again; walk by id and take each receiver's chunks
+    // from its own queue, so that the ones that left are skipped, the ones that joined wait for
+    // the next chunk, and nobody gets a later chunk before an earlier one.
     std::vector<quint64> ids;
     ids.reserve(receivers_.size());
     for (const auto& r : receivers_)
         ids.push_back(r.id);
     for (quint64 id : ids) {
-        const auto it = std::find_if(receivers_.begin(), receivers_.end(),
-                                     [id](const Receiver& r) { return r.id == id; });
-        if (it == receivers_.end())
-            continue;
-        if (it->audience == Audience::Console && firmwareTransfer_)
-            continue;
-        Receive receive = it->receive; // the receiver may unsubscribe itself
-        receive(view);
+        for (;;) {
+            const auto it = std::find_if(receivers_.begin(), receivers_.end(),
+                                         [id](const Receiver& r) { return r.id == id; });
+            if (it == receivers_.end() || it->waiting.empty())
+                break;
+            const QByteArray chunk = it->waiting.front();
+            it->waiting.pop_front();
+            if (it->audience == Audience::Console && firmwareTransfer_)
+                continue;
+            Receive receive = it->receive; // the receiver may unsubscribe itself
+            receive(std::string_view(chunk.constData(), std::size_t(chunk.size())));
+        }
     }
-    waits_.recheck();
-    emit chunkDelivered();
 }
 
 Connector::Connector(LinkHub& hub)

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QPointer>
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -19,6 +20,11 @@ namespace mivel {
 // Connector; the first one creates the shared Serial, the last one tears the link down. Every
 // received chunk is broadcast to every receiver, in subscription order, and then the pending
 // waits are rechecked.
+//
+// A receiver may open a modal prompt while it handles a chunk; the event loop then runs inside
+// it, and later chunks are broadcast meanwhile, to the prompting receiver too. Each receiver
+// still gets the chunks in the order they arrived: one that had not yet had the earlier chunk
+// gets it first.
 class LinkHub : public QObject {
     Q_OBJECT
 public:
@@ -90,10 +96,13 @@ private:
     void releaseConnector();
     void unsubscribe(quint64 id);
 
+    void handOut();
+
     struct Receiver {
         quint64 id;
         Audience audience;
         Receive receive;
+        std::deque<QByteArray> waiting; // chunks this receiver has not had yet
     };
 
     SerialDeviceFactory makeDevice_;

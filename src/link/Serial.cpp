@@ -95,7 +95,7 @@ Status Serial::setConnected(bool open) {
         return {};
     if (!open) {
         device_->close();
-        held_.clear();
+        arrived_.clear();
         traceLine(QStringLiteral("Connected = False"));
         emit connectedChanged(false);
         return {};
@@ -149,15 +149,41 @@ void Serial::transmitBinary(const QByteArray& data) {
     traceLine(QStringLiteral("...done"));
 }
 
+// The device's read signal only takes the input off the device. The device does not raise the
+// signal again while a handler of it is running, so a handler that opened a prompt from inside
+// it would leave the input unread until the device's buffer filled, and then for good.
 void Serial::onReadyRead() {
     if (receiving_ > 0)
         return; // a timed receive is waiting for this input
-    held_ += device_->readAll();
-    if (held_.isEmpty())
+    if (QByteArray input = device_->readAll(); !input.isEmpty())
+        arrived_.append(std::move(input));
+    scheduleDelivery();
+}
+
+void Serial::scheduleDelivery() {
+    if (deliveryScheduled_ || arrived_.isEmpty())
         return;
-    const QByteArray chunk = std::exchange(held_, {});
+    deliveryScheduled_ = true;
+    QMetaObject::invokeMethod(
+        this, [this] { deliverArrived(); }, Qt::QueuedConnection);
+}
+
+// One chunk a turn, the next one scheduled before this one goes out: if a handler of this one
+// runs the event loop, the next one is delivered inside it.
+void Serial::deliverArrived() {
+    deliveryScheduled_ = false;
+    if (receiving_ > 0 || arrived_.isEmpty())
+        return; // a timed receive takes what has arrived
+    const QByteArray chunk = arrived_.takeFirst();
+    scheduleDelivery();
     qCDebug(lcWire).noquote() << "<-" << q(QString::fromLatin1(chunk));
     emit myEvent(chunk);
+}
+
+QByteArray Serial::takeArrived() {
+    QByteArray all = arrived_.join();
+    arrived_.clear();
+    return all;
 }
 
 Result<QByteArray> Serial::timedReceive(const Done& complete) {
@@ -166,13 +192,17 @@ Result<QByteArray> Serial::timedReceive(const Done& complete) {
     QElapsedTimer elapsed;
     elapsed.start();
     const qint64 timeout = timeoutMs_;
+    QByteArray input = takeArrived();
     for (;;) {
-        held_ += device_->readAll();
-        if (const qsizetype n = complete(held_); n > 0) {
+        input += device_->readAll();
+        if (const qsizetype n = complete(input); n > 0) {
             --receiving_;
-            QByteArray got = held_.left(n);
-            held_.remove(0, n);
-            return got;
+            // What came after the wanted text is received text like any other.
+            if (n < input.size()) {
+                arrived_.prepend(input.mid(n));
+                scheduleDelivery();
+            }
+            return input.left(n);
         }
         const qint64 left = timeout - elapsed.elapsed();
         if (left <= 0 || !device_->isOpen())
@@ -186,8 +216,7 @@ Result<QByteArray> Serial::timedReceive(const Done& complete) {
         deadline.start(int(left));
         loop.exec();
     }
-    --receiving_;
-    held_.clear(); // whatever was read is discarded
+    --receiving_; // whatever was read is discarded
     return serialError(ErrorTimeout, QStringLiteral("Timed out waiting for received data."));
 }
 
@@ -243,18 +272,22 @@ Result<QString> Serial::receiveTerminated(const QString& terminator) {
 }
 
 QString Serial::recieveNoTimeout() {
-    held_ += device_->readAll();
-    return QString::fromLatin1(std::exchange(held_, {}));
+    QByteArray all = takeArrived();
+    all += device_->readAll();
+    return QString::fromLatin1(all);
 }
 
 void Serial::clearBuffers() {
-    held_.clear();
+    arrived_.clear();
     device_->clear();
     traceLine(QStringLiteral("Buffers cleared"));
 }
 
 int Serial::inBufferCount() const {
-    return int(held_.size() + device_->bytesAvailable());
+    qsizetype waiting = device_->bytesAvailable();
+    for (const QByteArray& chunk : arrived_)
+        waiting += chunk.size();
+    return int(waiting);
 }
 
 int Serial::outBufferCount() const {

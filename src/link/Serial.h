@@ -4,6 +4,7 @@
 #include "SerialDevice.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QFile>
 #include <QObject>
 #include <QString>
@@ -87,7 +88,9 @@ public:
     SerialDevice& device() const { return *device_; }
 
 signals:
-    // Every chunk of received text, as it arrived.
+    // Every chunk of received text, as it arrived. It is raised from the event loop, never from
+    // inside the device's own read signal: a handler may open a modal prompt, and the device
+    // goes on reading (and further chunks go on arriving) while it is open.
     void myEvent(const QByteArray& data);
     // The port went away while open; it is closed already.
     void portLost(const QString& reason);
@@ -98,6 +101,10 @@ private:
     using Done = std::function<qsizetype(const QByteArray&)>;
     Result<QByteArray> timedReceive(const Done& complete);
     void onReadyRead();
+    // Raises MyEvent with the first chunk that arrived, on the next turn of the event loop.
+    void scheduleDelivery();
+    void deliverArrived();
+    QByteArray takeArrived();
     void traceLine(const QString& line);
 
     std::unique_ptr<SerialDevice> device_;
@@ -105,8 +112,9 @@ private:
     QString devicePath_;
     qint32 timeoutMs_ = 5000;
     QString settings_;
-    QByteArray held_;   // input read from the device but not yet handed out
-    int receiving_ = 0; // timed receives in progress: they take the input, not MyEvent
+    QByteArrayList arrived_; // read from the device, each as it came; not yet handed out
+    int receiving_ = 0;      // timed receives in progress: they take the input, not MyEvent
+    bool deliveryScheduled_ = false;
     quint32 safetyEnabled_ = 0;
     QFile trace_;
 };

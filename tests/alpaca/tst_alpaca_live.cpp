@@ -6,7 +6,9 @@
 #include "alpaca/DriverServer.h"
 #include "app/AppContext.h"
 #include "app/MemorySettingsStore.h"
+#include "drivers/DriverErrors.h"
 #include "drivers/DriverSet.h"
+#include "drivers/Rotator.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
@@ -140,6 +142,52 @@ private slots:
         const QJsonObject polled = rig->get("/api/v1/rotator/0/connecting");
         QCOMPARE(polled["Value"].toBool(), false);
         QCOMPARE(polled["ErrorMessage"].toString(), "No response from Mivel");
+    }
+
+    // A disconnect while a connect is still probing a silent unit ends the attempt at once, and
+    // the next connect probes afresh.
+    void disconnectEndsALinkAttempt() {
+        rig->unit.setSilent(true);
+        for (const QByteArray device : {"focuser", "rotator", "switch"}) {
+            const QByteArray api = "/api/v1/" + device + "/0/";
+            rig->unit.clearReceived();
+            QCOMPARE(outcome(api + "connect", ""), "0");
+            rig->advance(300);
+            QVERIFY2(rig->sent("! ") > 0, device);
+            QCOMPARE(rig->get(api + "connecting")["Value"].toBool(), true);
+            QCOMPARE(outcome(api + "disconnect", ""), "0");
+            const QJsonObject polled = rig->get(api + "connecting");
+            QVERIFY2(!polled["Value"].toBool(), device);
+            QCOMPARE(polled["ErrorMessage"].toString(), errors::LinkCancelled.error.description);
+            QCOMPARE(rig->get(api + "connected")["Value"].toBool(), false);
+
+            rig->unit.setSilent(false);
+            rig->unit.clearReceived();
+            QCOMPARE(outcome(api + "connected", "Connected=true"), "0");
+            QCOMPARE(rig->sent("! "), 1);
+            QCOMPARE(outcome(api + "connected", "Connected=false"), "0");
+            rig->unit.setSilent(true);
+        }
+    }
+
+    // Two clients connecting at the same moment share one attempt: seven probes, both answered
+    // when it ends, with its outcome.
+    void overlappingConnectsShareOneAttempt() {
+        rig->unit.setSilent(true);
+        rig->unit.clearReceived();
+        HttpTestClient first(rig->port()), second(rig->port());
+        first.request("PUT", "/api/v1/rotator/0/connected", "Connected=true");
+        rig->advance(100);
+        second.request("PUT", "/api/v1/rotator/0/connected", "Connected=true");
+        const qint64 start = rig->clock.nowMs();
+        const HttpReply a = rig->await(first);
+        QVERIFY(rig->clock.nowMs() - start < Rotator::LinkAttempts * Rotator::LinkTickMs);
+        rig->advance(20);
+        const std::optional<HttpReply> b = second.take();
+        QVERIFY(b.has_value());
+        for (const HttpReply& r : {a, *b})
+            QCOMPARE(r.json()["ErrorMessage"].toString(), QStringLiteral("No response from Mivel"));
+        QCOMPARE(rig->sent("! "), Rotator::LinkAttempts);
     }
 
     void aUnitTalkingGarbageLeavesClientsAnswered() {

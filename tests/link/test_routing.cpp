@@ -51,6 +51,7 @@ private slots:
     void everyChunkReachesEveryReceiver();
     void firmwareTransferStopsConsolesOnly();
     void receiverMayLeaveDuringBroadcast();
+    void chunksKeepTheirOrderWhileAReceiverIsModal();
     void stuckAwaitingFlagIsReleasedByThe1001stChunk();
     void overlappingWaitsEndOnTheirOwnDeadlines();
     void waitEndsWhenConditionHoldsAfterAChunk();
@@ -126,6 +127,32 @@ void RoutingTest::firmwareTransferStopsConsolesOnly() {
     rig.hub.deliver(":a 1 ");
     QCOMPARE(consoleChunks, 1);
     QCOMPARE(driverChunks, 2);
+}
+
+// A receiver that opens a message box runs the event loop inside its handler: the chunks that
+// come meanwhile reach everybody, the prompting receiver included, each in the order received.
+void RoutingTest::chunksKeepTheirOrderWhileAReceiverIsModal() {
+    Rig rig;
+    Connector c(rig.hub);
+    QVERIFY(!c.serial().setConnected(true));
+    QByteArrayList console, driver;
+    bool prompting = false;
+    bool answered = false;
+    auto s1 = rig.hub.subscribe(LinkHub::Audience::Console, [&](std::string_view d) {
+        console << QByteArray(d.data(), qsizetype(d.size()));
+        if (std::exchange(prompting, true))
+            return;
+        rig.lastDevice->feed(":e 2 ");
+        answered = QTest::qWaitFor([&] { return driver.size() == 2; });
+    });
+    auto s2 = rig.hub.subscribe(LinkHub::Audience::Driver, [&](std::string_view d) {
+        driver << QByteArray(d.data(), qsizetype(d.size()));
+    });
+    rig.lastDevice->feed(":a 1 ");
+    QTRY_VERIFY(answered);
+    const QByteArrayList inOrder{":a 1 ", ":e 2 "};
+    QCOMPARE(driver, inOrder);
+    QCOMPARE(console, inOrder);
 }
 
 void RoutingTest::receiverMayLeaveDuringBroadcast() {
