@@ -18,6 +18,7 @@ struct ServerOptions {
     quint16 alpacaPort = 11111;
     QHostAddress listen = QHostAddress(QHostAddress::LocalHost);
     QString configDir; // empty: the standard folders
+    double thermalSpeed = 1; // how many times faster the simulated unit's night runs
 
     // Discovery answers when asked for, or when clients beyond this machine can reach the server.
     bool discoveryActive() const { return discovery || !listen.isLoopback(); }
