@@ -44,7 +44,9 @@ public:
         return QStringLiteral("SIMULATED");
 #endif
     }
-    void setThermalSpeed(double factor) { unit_.setThermalSpeed(factor); }
+    void setThermalSpeed(double factor) {
+        unit_.setThermalSpeed(factor);
+    }
     // Where there are no pseudo-terminals the unit sits behind an in-memory device instead.
     SerialDeviceFactory deviceFactory() {
 #ifdef Q_OS_UNIX

@@ -48,9 +48,10 @@ private slots:
         QTest::newRow("no device") << QStringList{"--port"} << "port";
         QTest::newRow("both ports") << QStringList{"--simulate", "--port", "/dev/x"} << "together";
         QTest::newRow("speed text") << QStringList{"--simulate", "--thermal-speed", "x"} << "\"x\"";
-        QTest::newRow("speed 0") << QStringList{"--simulate", "--thermal-speed", "0"} << "1 to 10000";
-        QTest::newRow("speed without the unit") << QStringList{"--thermal-speed", "10"}
-                                                << "needs --simulate";
+        QTest::newRow("speed 0") << QStringList{"--simulate", "--thermal-speed", "0"}
+                                 << "1 to 10000";
+        QTest::newRow("speed without the unit")
+            << QStringList{"--thermal-speed", "10"} << "needs --simulate";
         QTest::newRow("positional") << QStringList{"extra"} << "extra";
     }
     void wrongCommandLinesSayWhatIsWrong() {

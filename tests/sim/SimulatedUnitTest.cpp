@@ -275,9 +275,9 @@ private slots:
         QCOMPARE(fast.unit.temperature(Sensor::Ambient), real.unit.temperature(Sensor::Ambient));
         // The fan and heater loops act once a tick, so the mirrors differ a little.
         for (Sensor s : {Sensor::Primary, Sensor::Secondary})
-            QVERIFY2(std::abs(fast.unit.temperature(s) - real.unit.temperature(s)) < 0.05,
-                     qPrintable(QString::number(fast.unit.temperature(s) -
-                                                real.unit.temperature(s))));
+            QVERIFY2(
+                std::abs(fast.unit.temperature(s) - real.unit.temperature(s)) < 0.05,
+                qPrintable(QString::number(fast.unit.temperature(s) - real.unit.temperature(s))));
     }
 
     void settingsAreReported() {
