@@ -105,7 +105,7 @@ void CalibrationChart::refresh() {
         // Four decimals are enough to compare the sensors and keep the legend on one line; the
         // table beside the chart has all six.
         if (fit && table.count() > 0 && line.isEmpty())
-            name += QStringLiteral(": no line (reading unchanged)");
+            name += QStringLiteral(": no line");
         else if (fit && !logic_.r2Text(s).isEmpty())
             name += QStringLiteral(": R² = ") + formatNumber(fit->r2, "0.0000");
         lines_[s]->replace(line);
