@@ -47,6 +47,9 @@ public:
         return QStringLiteral("SIMULATED");
 #endif
     }
+    void setThermalSpeed(double factor) {
+        unit_.setThermalSpeed(factor);
+    }
     // Where there are no pseudo-terminals the unit sits behind an in-memory device instead.
     SerialDeviceFactory deviceFactory() {
 #ifdef Q_OS_UNIX
@@ -95,6 +98,7 @@ int main(int argc, char* argv[]) {
     Simulation simulation;
     QString portDevice = options.portDevice;
     if (options.simulate) {
+        simulation.setThermalSpeed(options.thermalSpeed);
         QString why;
         portDevice = simulation.start(&why);
         if (portDevice.isEmpty())

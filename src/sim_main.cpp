@@ -60,6 +60,8 @@ struct Options {
     QCommandLineOption hangUp{"hang-up-after", "Fault: hang up the line after <ms> milliseconds.",
                               "ms"};
     QCommandLineOption seed{"seed", "Seed of the random faults (default 1).", "n", "1"};
+    QCommandLineOption thermalSpeed{
+        "thermal-speed", "Run the night's temperatures <n> times faster (1 to 10000).", "n", "1"};
 };
 
 } // namespace
@@ -77,7 +79,8 @@ int main(int argc, char* argv[]) {
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({o.pty, o.pace, o.silent, o.garbage, o.split, o.focusError, o.lateAck,
-                       o.missingAck, o.noVoltage, o.eraseFailure, o.hangUp, o.seed});
+                       o.missingAck, o.noVoltage, o.eraseFailure, o.hangUp, o.seed,
+                       o.thermalSpeed});
     parser.process(app);
 
     QTextStream err(stderr);
@@ -86,7 +89,15 @@ int main(int argc, char* argv[]) {
         return 2;
     }
 
+    bool speedOk = false;
+    const double speed = parser.value(o.thermalSpeed).toDouble(&speedOk);
+    if (!speedOk || speed < 1 || speed > mivel::sim::ThermalModel::MaxSpeed) {
+        err << "mivel-sim: --thermal-speed needs a number from 1 to 10000.\n";
+        return 2;
+    }
+
     mivel::sim::SimulatedUnit unit;
+    unit.setThermalSpeed(speed);
     unit.setRandomSeed(parser.value(o.seed).toUInt());
     unit.setPacing(parser.isSet(o.pace) ? mivel::sim::OutputLine::LineMsPerChar : 0);
     unit.setSilent(parser.isSet(o.silent));

@@ -16,11 +16,14 @@ struct Parser {
     QCommandLineOption config{"config", "Folder for settings and data files.", "DIR"};
     QCommandLineOption discovery{"discovery",
                                  "Answer Alpaca discovery even when listening on loopback."};
+    QCommandLineOption thermalSpeed{"thermal-speed",
+                                    "Run the simulated night N times faster (1 to 10000).", "N"};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
 
     Parser() {
         p.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-        p.addOptions({headless, simulate, port, alpacaPort, listen, config, discovery, help});
+        p.addOptions(
+            {headless, simulate, port, alpacaPort, listen, config, discovery, thermalSpeed, help});
     }
 };
 
@@ -66,6 +69,16 @@ ParsedOptions parseServerOptions(const QStringList& args) {
                                       .arg(parser.p.value(parser.alpacaPort))};
         o.alpacaPort = quint16(n);
     }
+    if (parser.p.isSet(parser.thermalSpeed)) {
+        bool ok = false;
+        o.thermalSpeed = parser.p.value(parser.thermalSpeed).toDouble(&ok);
+        if (!ok || o.thermalSpeed < 1 || o.thermalSpeed > 10000)
+            return {std::nullopt, QStringLiteral("--thermal-speed needs a number from 1 to 10000, "
+                                                 "not \"%1\"")
+                                      .arg(parser.p.value(parser.thermalSpeed))};
+        if (!o.simulate)
+            return {std::nullopt, QStringLiteral("--thermal-speed needs --simulate")};
+    }
     if (parser.p.isSet(parser.listen)) {
         const auto address = parseAddress(parser.p.value(parser.listen));
         if (!address)
@@ -88,6 +101,7 @@ QString serverUsage() {
         "  --listen ADDRESS   Address the server listens on (default 127.0.0.1).\n"
         "  --config DIR       Folder for the settings and data files.\n"
         "  --discovery        Answer Alpaca discovery even when listening on loopback.\n"
+        "  --thermal-speed N  With --simulate: run the simulated night N times faster.\n"
         "  -h, --help         Show this help.\n");
 }
 

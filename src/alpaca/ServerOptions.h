@@ -17,7 +17,8 @@ struct ServerOptions {
     QString portDevice; // serial device path over the stored port; empty: the stored one
     quint16 alpacaPort = 11111;
     QHostAddress listen = QHostAddress(QHostAddress::LocalHost);
-    QString configDir; // empty: the standard folders
+    QString configDir;       // empty: the standard folders
+    double thermalSpeed = 1; // how many times faster the simulated unit's night runs
 
     // Discovery answers when asked for, or when clients beyond this machine can reach the server.
     bool discoveryActive() const { return discovery || !listen.isLoopback(); }

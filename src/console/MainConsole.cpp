@@ -2,6 +2,7 @@
 
 #include "RotatorMoves.h"
 
+#include "tempcomp/FocusMoveRule.h"
 #include "tempcomp/TempCompReplies.h"
 
 #include "app/SettingsKey.h"
@@ -310,9 +311,9 @@ void MainConsole::focusGoto() {
                Prompt::Icon::Information);
         return;
     }
-    if (ctx_.shared().tempComp.active()) {
-        inform(QStringLiteral("Temperature compensation is active.  Focus movement is disabled."),
-               kMivel, Prompt::Icon::Information);
+    if (const auto refusal = tempcomp::focusMoveRefusal(ctx_.shared().tempComp,
+                                                        tempcomp::FocusMoveSource::ConsoleMove)) {
+        inform(*refusal, kMivel, Prompt::Icon::Information);
         return;
     }
     if (!requirePort())
@@ -600,6 +601,13 @@ void MainConsole::jogOnce() {
     Jog& jog = *jog_;
     QByteArray command;
     if (jog.axis == JogAxis::Focus) {
+        // The unit owns the focus while it compensates; a held jog stops when that begins.
+        if (const auto refusal = tempcomp::focusMoveRefusal(
+                ctx_.shared().tempComp, tempcomp::FocusMoveSource::ConsoleMove)) {
+            stopJog();
+            inform(*refusal, kMivel, Prompt::Icon::Information);
+            return;
+        }
         command = wire::command(Cmd::FocusStep, std::int64_t(jog.direction) * focusJogStep());
     } else {
         const auto degrees = wire::toNumber(rotatorJogText_.trimmed().toStdString());

@@ -600,6 +600,11 @@ void SimulatedUnit::setNightSwing(double degreesF) {
     thermal_.setNightSwing(degreesF);
 }
 
+void SimulatedUnit::setThermalSpeed(double factor) {
+    catchUp();
+    thermal_.setSpeed(factor);
+}
+
 int SimulatedUnit::focusPosition() const {
     catchUp();
     return focus_.position();

@@ -77,6 +77,9 @@ public:
     void placeRotator(int angle, bool homed, qint64 wrap = 0);
     void setAmbient(double degreesF);
     void setNightSwing(double degreesF);
+    // Runs the night (temperatures, fan and heater) this many times faster than the clock; the
+    // mechanics keep their real speed.
+    void setThermalSpeed(double factor);
 
     // State, as of now.
     int focusPosition() const;

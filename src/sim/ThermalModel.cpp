@@ -126,7 +126,8 @@ void ThermalModel::runHeater(double seconds) {
     heaterPower_ = int(qBound(0L, std::lround(output), 100L));
 }
 
-void ThermalModel::advance(double seconds) {
+void ThermalModel::advance(double clockSeconds) {
+    const double seconds = clockSeconds * speed_;
     night_ += seconds;
     const double air = airAt(night_);
     auto& t = true_;

@@ -27,6 +27,12 @@ class ThermalModel {
 public:
     ThermalModel();
 
+    // How many times faster than the clock the night runs; a real night changes a raw reading
+    // about every ten minutes, too slowly to watch compensation at work.
+    static constexpr double MaxSpeed = 10000;
+    double speed() const { return speed_; }
+    void setSpeed(double factor) { speed_ = qBound(1.0, factor, MaxSpeed); }
+
     void advance(double seconds);
 
     // Restarts the night from this air temperature.
@@ -82,6 +88,7 @@ private:
     double airStart_ = 50;
     double swing_ = 8;
     double night_ = 0; // seconds since the night started
+    double speed_ = 1;
     int fanMode_ = 1;
     int fanPower_ = 0;
     int fanGain_ = 10;

@@ -49,6 +49,7 @@ constexpr std::array<ParamInfo, ParamCount> kParams{{
     {P::CheckTelescope, "chkTeleEastWest", "telescope check", "CheckTelescope", F::FlagText,
      I::Flag},
     {P::PromptTheSky, "chkPromptTheSky", "prompt", "PromptTheSky", F::Int16, I::Flag},
+    {P::AutoReverse, "chkDornaLimit", "wrap limit reversal", "", F::None, I::Flag},
 }};
 
 constexpr bool tableInEnumOrder() {
@@ -136,6 +137,20 @@ std::optional<QString> acceptedValue(Param param, const QString& text) {
         return QString::fromLatin1(*number != 0 ? "1" : "0");
     }
     return std::nullopt;
+}
+
+QString refusalReason(Param param, const QString& text) {
+    const ParamInfo& info = paramInfo(param);
+    const QString trimmed = text.trimmed();
+    if (trimmed.isEmpty())
+        return QStringLiteral("no value");
+    const QString quoted = QLatin1Char('"') + trimmed + QLatin1Char('"');
+    if (!wire::toNumber(trimmed.toStdString()))
+        return quoted + QStringLiteral(" is not a number");
+    if (info.input == Input::Whole || info.input == Input::Choice)
+        return quoted +
+               QStringLiteral(" is not a whole number from %1 to %2").arg(info.min).arg(info.max);
+    return {};
 }
 
 std::optional<Param> replyParam(wire::Tag tag) {

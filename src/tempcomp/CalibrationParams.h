@@ -50,8 +50,9 @@ enum class Param : std::uint8_t {
     StepSize,
     CheckTelescope,
     PromptTheSky,
+    AutoReverse, // the rotator turns the long way round rather than pass its wrap limit
 };
-inline constexpr std::size_t ParamCount = std::size_t(Param::PromptTheSky) + 1;
+inline constexpr std::size_t ParamCount = std::size_t(Param::AutoReverse) + 1;
 
 enum class Input : std::uint8_t {
     Number, // a text box that takes a decimal number
@@ -88,6 +89,9 @@ const ParamInfo* paramByFileKey(const QString& key);
 // The value in the form the window keeps it (trimmed text, whole number, "0"/"1"), or nothing
 // when the parameter cannot take it.
 std::optional<QString> acceptedValue(Param param, const QString& text);
+// Why the parameter does not take the text, for the user: "no value", "\"x\" is not a number",
+// "\"32\" is not a whole number from 0 to 31"; empty when it does take it.
+QString refusalReason(Param param, const QString& text);
 
 // The parameter a reply of the unit shows, if any. The internal fan mode comes from two replies
 // together and is not among them.

@@ -10,7 +10,9 @@
 #include "link/Numbers.h"
 
 #include <QFile>
+#include <QFileInfo>
 
+#include <algorithm>
 #include <cmath>
 
 namespace mivel::tempcomp {
@@ -24,6 +26,9 @@ constexpr wire::Cmd SlopeCommands[CalibrationWindow::SensorCount] = {
 constexpr wire::Cmd InterceptCommands[CalibrationWindow::SensorCount] = {
     wire::Cmd::Sensor1Intercept, wire::Cmd::Sensor2Intercept, wire::Cmd::Sensor3Intercept};
 constexpr std::string_view CoefficientKeys[CalibrationWindow::SensorCount] = {"T1", "T2", "T3"};
+const char* const SensorNames[CalibrationWindow::SensorCount] = {"Ambient", "Primary", "Secondary"};
+
+using Coefficients = std::array<std::array<double, CalibrationWindow::SensorCount>, 2>;
 
 QString coefficientText(double value) {
     return formatNumber(value, "#.000000");
@@ -33,7 +38,57 @@ std::optional<double> number(const QString& text) {
     return wire::toNumber(text.trimmed().toStdString());
 }
 
+QString quoted(const QString& text) {
+    return QLatin1Char('"') + text.trimmed() + QLatin1Char('"');
+}
+
+// Why a value the unit takes as a number was not sent.
+QString notANumber(const QString& text) {
+    return text.trimmed().isEmpty() ? QStringLiteral("no value")
+                                    : quoted(text) + QStringLiteral(" is not a number");
+}
+
+QString beyondTheUnit(const QString& text) {
+    return quoted(text) + QStringLiteral(" is more than the unit can hold");
+}
+
+// The unit keeps a slope times 100000 as a whole number: one that rounds to 0 there makes the
+// sensor read one fixed temperature, and the console ignores coefficient replies scaled by it.
+bool zeroOnTheUnit(double slope) {
+    return std::abs(slope) * 100000 < 0.5;
+}
+
+// Sends the six coefficients, pausing after each. It holds the link and its own copy of the
+// coefficients, so that it finishes when the window that started it has closed.
+Task<bool> sendCoefficients(AppContext& ctx, Coefficients coefficients) {
+    Connector link(ctx.hub());
+    Waits& waits = ctx.hub().waits();
+    int sent = 0;
+    for (const auto& [commands, row] : {std::pair{SlopeCommands, 0}, {InterceptCommands, 1}}) {
+        for (int sensor = 0; sensor < CalibrationWindow::SensorCount; ++sensor) {
+            if (!link.serial().connected()) {
+                ctx.prompt().inform(
+                    QStringLiteral("The coefficient upload stopped after %1 of 6 commands: the "
+                                   "communications port closed.  Upload the coefficients again.")
+                        .arg(sent),
+                    Title, Prompt::Icon::Warning);
+                co_return false;
+            }
+            link.serial().transmit(wire::sensorCoefficient(
+                commands[sensor], coefficients[std::size_t(row)][std::size_t(sensor)]));
+            ++sent;
+            co_await waits.delay(CalibrationWindow::CoefficientPauseMs);
+        }
+    }
+    co_return true;
+}
+
 } // namespace
+
+QString CalibrationWindow::sensorName(int sensor) {
+    return sensor >= 0 && sensor < SensorCount ? QString::fromLatin1(SensorNames[sensor])
+                                               : QString();
+}
 
 CalibrationWindow::CalibrationWindow(AppContext& ctx, QObject* parent)
     : QObject(parent)
@@ -51,6 +106,7 @@ CalibrationWindow::CalibrationWindow(AppContext& ctx, QObject* parent)
     values_[std::size_t(Param::ErrorComputer)] = settings.errorMessage != 0 ? "1" : "0";
     values_[std::size_t(Param::CheckTelescope)] = settings.checkTelescope ? "1" : "0";
     values_[std::size_t(Param::PromptTheSky)] = settings.promptTheSky ? "1" : "0";
+    values_[std::size_t(Param::AutoReverse)] = settings.autoReverse ? "1" : "0";
 
     poll_.setInterval(ReadingPollMs);
     connect(&poll_, &Timer::timeout, this, &CalibrationWindow::pollReadings);
@@ -92,9 +148,12 @@ void CalibrationWindow::onReply(std::string_view tagText, std::string_view value
         setValue(Param::IntFanMode, QString::number(mode));
         return;
     }
-    if (const auto param = replyParam(info->tag))
-        if (const auto shown = replyValue(*param, info->tag, *value))
+    if (const auto param = replyParam(info->tag)) {
+        if (const auto shown = replyValue(*param, info->tag, *value)) {
+            unitValues_[std::size_t(*param)] = UnitValue{*shown, *value};
             setValue(*param, *shown);
+        }
+    }
 }
 
 void CalibrationWindow::setValue(Param param, const QString& value) {
@@ -151,17 +210,35 @@ void CalibrationWindow::sendParameters() {
     const auto text = [this](Param p) { return value(p).trimmed(); };
     const auto whole = [this](Param p) { return value(p).toInt(); };
     const auto flag = [this](Param p) { return value(p) == QLatin1String("1") ? 255 : 0; };
-    // Values the unit takes as text go out as the window shows them; one that is not a number
-    // would be misread by the unit, so it is left out and the unit keeps its value.
+    // A value the unit cannot take is left out, so the unit keeps its own; the user is told.
+    QStringList skipped;
+    const auto skip = [&](Param p, const QString& why) {
+        const ParamInfo& info = paramInfo(p);
+        skipped << QLatin1String(info.label.data(), qsizetype(info.label.size())) +
+                       QStringLiteral(": ") + why;
+    };
+    // Values the unit takes as text go out as the window shows them.
     const auto sendText = [&](Cmd cmd, Param p) {
         if (number(text(p)))
             send(wire::command(cmd, text(p)));
+        else
+            skip(p, notANumber(text(p)));
     };
-    // Velocity and acceleration are fixed point with 16 fractional bits.
+    // Velocity and acceleration are fixed point with 16 fractional bits, shown with four
+    // decimals: what the unit reported goes back as it came, not rounded through the display.
     const auto sendFixed = [&](Cmd cmd, Param p) {
-        if (const auto v = number(text(p)))
-            if (const auto n = wire::roundToInt<std::int32_t>(std::floor(*v * 65536)))
-                send(wire::command(cmd, *n));
+        const auto& reported = unitValues_[std::size_t(p)];
+        std::optional<std::int32_t> n;
+        if (reported && reported->shown == value(p))
+            n = wire::roundToInt<std::int32_t>(reported->wire);
+        else if (const auto v = number(text(p)))
+            n = wire::roundToInt<std::int32_t>(std::floor(*v * 65536));
+        else
+            return skip(p, notANumber(text(p)));
+        if (n)
+            send(wire::command(cmd, *n));
+        else
+            skip(p, beyondTheUnit(text(p)));
     };
 
     switch (whole(Param::IntFanMode)) {
@@ -191,12 +268,26 @@ void CalibrationWindow::sendParameters() {
     send(wire::command(Cmd::DeadbandOn, flag(Param::DeadbandOn), wire::Lead::Space));
     sendText(Cmd::Deadband, Param::Deadband);
     send(wire::command(Cmd::DeadbandSettle, whole(Param::DeadbandSettle)));
-    for (const QByteArray& command : heaterLoopCommands(
-             {value(Param::HeaterKp), value(Param::HeaterKd), value(Param::HeaterDerivTime),
-              value(Param::HeaterKi), value(Param::HeaterILimit)}))
-        send(command);
+    constexpr Param HeaterParams[] = {Param::HeaterKp, Param::HeaterKd, Param::HeaterDerivTime,
+                                      Param::HeaterKi, Param::HeaterILimit};
+    const auto heater =
+        heaterLoopCommands({value(HeaterParams[0]), value(HeaterParams[1]), value(HeaterParams[2]),
+                            value(HeaterParams[3]), value(HeaterParams[4])});
+    for (std::size_t i = 0; i < heater.size(); ++i) {
+        if (heater[i])
+            send(*heater[i]);
+        else
+            skip(HeaterParams[i], number(text(HeaterParams[i]))
+                                      ? beyondTheUnit(text(HeaterParams[i]))
+                                      : notANumber(text(HeaterParams[i])));
+    }
     send(wire::command(Cmd::EndUpload));
     setChanged(false);
+    if (!skipped.isEmpty())
+        ctx_.prompt().inform(
+            QStringLiteral("Not uploaded, so the Mivel keeps its own values:\n\n") +
+                skipped.join(QLatin1Char('\n')),
+            Title, Prompt::Icon::Warning);
 }
 
 bool CalibrationWindow::portOpen() const {
@@ -230,12 +321,18 @@ std::optional<double> CalibrationWindow::reading(int sensor) const {
 }
 
 bool CalibrationWindow::canRecordPoint() const {
+    return recordNote().isEmpty();
+}
+
+QString CalibrationWindow::recordNote() const {
     if (points_.full())
-        return false;
+        return QStringLiteral("%1 points recorded, as many as the table holds.  Clear Points to "
+                              "start again.")
+            .arg(PointTable::Capacity);
     for (const auto& r : readings_)
         if (!r)
-            return false;
-    return true;
+            return QStringLiteral("Waiting for the sensors' readings.");
+    return {};
 }
 
 bool CalibrationWindow::recordPoint(const QString& referenceText) {
@@ -245,8 +342,10 @@ bool CalibrationWindow::recordPoint(const QString& referenceText) {
                              Prompt::Icon::Warning);
         return false;
     }
-    if (!canRecordPoint())
+    if (const QString note = recordNote(); !note.isEmpty()) {
+        ctx_.prompt().inform(note, Title, Prompt::Icon::Information);
         return false;
+    }
     points_.add(*readings_[0], *readings_[1], *readings_[2], *reference);
     emit pointsChanged();
     emit buttonsChanged();
@@ -256,7 +355,39 @@ bool CalibrationWindow::recordPoint(const QString& referenceText) {
 void CalibrationWindow::clearPoints() {
     points_.clear();
     emit pointsChanged();
+    clearCoefficients({});
+}
+
+void CalibrationWindow::clearCoefficients(const QString& note) {
+    fits_ = {};
+    shown_ = {};
+    coefficients_ = {};
+    coefficientsReady_ = false;
+    coefficientNote_ = note;
+    emit fitsChanged();
     emit buttonsChanged();
+}
+
+QString CalibrationWindow::zeroSlopeNote() const {
+    QStringList zero;
+    for (int sensor = 0; sensor < SensorCount; ++sensor)
+        if (zeroOnTheUnit(coefficients_[0][std::size_t(sensor)]))
+            zero << sensorName(sensor);
+    if (zero.isEmpty())
+        return {};
+    const QString which =
+        zero.size() == 1
+            ? QStringLiteral("The %1 sensor's slope is 0").arg(zero[0])
+            : QStringLiteral("The slopes of the %1 and %2 sensors are 0")
+                  .arg(zero.mid(0, zero.size() - 1).join(QStringLiteral(", ")), zero.back());
+    return which + QStringLiteral(": the unit would report one fixed temperature whatever the "
+                                  "sensor reads, so these coefficients are not uploaded.  Record "
+                                  "points over a range of temperatures in which every sensor's "
+                                  "reading changes.");
+}
+
+bool CalibrationWindow::coefficientUploadEnabled() const {
+    return coefficientsReady_ && coefficientNote_.isEmpty();
 }
 
 bool CalibrationWindow::calibrate() {
@@ -266,24 +397,43 @@ bool CalibrationWindow::calibrate() {
                              Title, Prompt::Icon::Warning);
         return false;
     }
+    std::array<std::optional<LineFit>, SensorCount> fits;
     for (int sensor = 0; sensor < SensorCount; ++sensor) {
-        const auto fit = fitLine(points_, sensor);
-        const LineFit line = fit.value_or(LineFit{});
-        fits_[std::size_t(sensor)] = fit;
-        shown_[std::size_t(sensor)] = {coefficientText(line.slope), coefficientText(line.intercept),
-                                       formatNumber(line.r2, "0.000000")};
-        coefficients_[0][std::size_t(sensor)] = line.slope;
-        coefficients_[1][std::size_t(sensor)] = line.intercept;
+        fits[std::size_t(sensor)] = fitLine(points_, sensor);
+        if (!fits[std::size_t(sensor)]) {
+            // A sum overflowed: no partial results, and nothing left over to upload.
+            clearCoefficients(QStringLiteral("The calculation overflowed: a reading or a "
+                                             "reference temperature is far too large."));
+            ctx_.prompt().inform(QStringLiteral("Error number: 6 Overflow"), Title,
+                                 Prompt::Icon::Critical);
+            return false;
+        }
     }
-    coefficientUploadEnabled_ = true;
+    for (int sensor = 0; sensor < SensorCount; ++sensor) {
+        const auto s = std::size_t(sensor);
+        const LineFit& line = *fits[s];
+        fits_[s] = line;
+        shown_[s] = {coefficientText(line.slope), coefficientText(line.intercept),
+                     formatNumber(line.r2, "0.000000")};
+        coefficients_[0][s] = line.slope;
+        coefficients_[1][s] = line.intercept;
+    }
+    coefficientsReady_ = true;
+    coefficientNote_ = zeroSlopeNote();
     emit fitsChanged();
     emit buttonsChanged();
+    if (!coefficientNote_.isEmpty())
+        ctx_.prompt().inform(coefficientNote_, Title, Prompt::Icon::Warning);
     return true;
 }
 
 Task<bool> CalibrationWindow::uploadCoefficients() {
-    if (coefficientUploadRunning_)
+    if (coefficientUploadRunning_ || !coefficientsReady_)
         co_return false;
+    if (!coefficientNote_.isEmpty()) {
+        ctx_.prompt().inform(coefficientNote_, Title, Prompt::Icon::Warning);
+        co_return false;
+    }
     if (!ctx_.prompt().confirm(QStringLiteral("Upload new coefficients to the Mivel?"), Title))
         co_return false;
     if (!checkPort())
@@ -291,19 +441,13 @@ Task<bool> CalibrationWindow::uploadCoefficients() {
     const auto alive = alive_;
     coefficientUploadRunning_ = true;
     emit buttonsChanged();
-    Waits& waits = ctx_.hub().waits();
-    for (const auto& [commands, row] : {std::pair{SlopeCommands, 0}, {InterceptCommands, 1}}) {
-        for (int sensor = 0; sensor < SensorCount; ++sensor) {
-            send(wire::sensorCoefficient(commands[sensor],
-                                         coefficients_[std::size_t(row)][std::size_t(sensor)]));
-            co_await waits.delay(CoefficientPauseMs);
-            if (!*alive)
-                co_return false;
-        }
+    const bool done = co_await sendCoefficients(ctx_, coefficients_);
+    // The window may have closed meanwhile; the upload went on without it.
+    if (*alive) {
+        coefficientUploadRunning_ = false;
+        emit buttonsChanged();
     }
-    coefficientUploadRunning_ = false;
-    emit buttonsChanged();
-    co_return true;
+    co_return done;
 }
 
 // --- Files ---
@@ -335,7 +479,21 @@ void CalibrationWindow::reportOpenError() {
                          Prompt::Icon::Warning);
 }
 
-bool CalibrationWindow::saveParameterFile(const QString& path) {
+void CalibrationWindow::reportFileProblem(const QString& headline, const QStringList& details) {
+    QString text = headline;
+    if (!details.isEmpty())
+        text += QStringLiteral("\n\n") + details.join(QLatin1Char('\n'));
+    ctx_.prompt().inform(text, QStringLiteral("TEC"), Prompt::Icon::Warning);
+}
+
+QString CalibrationWindow::dataFilePath(const QString& chosen) {
+    // Something already there under the name chosen is what the user means to replace.
+    const QFileInfo file(chosen);
+    return file.suffix().isEmpty() && !file.exists() ? chosen + QStringLiteral(".dat") : chosen;
+}
+
+bool CalibrationWindow::saveParameterFile(const QString& chosenPath) {
+    const QString path = dataFilePath(chosenPath);
     if (!confirmReplace(path))
         return false;
     QByteArray data =
@@ -367,28 +525,54 @@ bool CalibrationWindow::saveParameterFile(const QString& path) {
 
 bool CalibrationWindow::loadParameterFile(const QString& path) {
     const auto data = readFile(path);
-    const auto lines = data ? csvLines(*data) : std::nullopt;
+    if (!data) {
+        reportOpenError();
+        return false;
+    }
+    const auto lines = csvLines(*data);
+    if (!lines) {
+        reportFileProblem(QStringLiteral("The file is not a parameter file: it is not text."), {});
+        return false;
+    }
     std::vector<std::pair<Param, QString>> found;
-    if (lines) {
-        for (const QStringList& items : *lines) {
-            const ParamInfo* info = items.size() >= 2 ? paramByFileKey(items[0]) : nullptr;
-            if (!info)
-                continue; // unknown keys, the date among them
-            if (const auto accepted = acceptedValue(info->param, items[1]))
-                found.emplace_back(info->param, *accepted);
+    QStringList skipped;
+    QStringList unknown;
+    for (const QStringList& items : *lines) {
+        const QString key = items.value(0);
+        const ParamInfo* info = paramByFileKey(key);
+        if (!info) {
+            if (key != QLatin1String("date")) // the date is for people reading the file
+                unknown << quoted(key);
+            continue;
         }
+        const QString text = items.value(1);
+        if (const auto accepted = acceptedValue(info->param, text))
+            found.emplace_back(info->param, *accepted);
+        else
+            skipped << key + QStringLiteral(": ") + refusalReason(info->param, text);
     }
     if (found.empty()) {
-        reportOpenError();
+        if (!unknown.isEmpty())
+            skipped << QStringLiteral("Unknown keys: ") + unknown.join(QStringLiteral(", "));
+        reportFileProblem(lines->empty() ? QStringLiteral("The file is empty.")
+                                         : QStringLiteral("No parameters were loaded from the "
+                                                          "file."),
+                          skipped);
         return false;
     }
     for (const auto& [param, text] : found)
         setValue(param, text);
     setChanged(true);
+    // Keys the program does not know are ignored: a file from another version may have more.
+    if (!skipped.isEmpty())
+        reportFileProblem(QStringLiteral("Some items of the file were not loaded; those "
+                                         "parameters keep their values:"),
+                          skipped);
     return true;
 }
 
-bool CalibrationWindow::saveCoefficientFile(const QString& path) {
+bool CalibrationWindow::saveCoefficientFile(const QString& chosenPath) {
+    const QString path = dataFilePath(chosenPath);
     if (!confirmReplace(path))
         return false;
     const QDateTime now = now_();
@@ -404,27 +588,49 @@ bool CalibrationWindow::saveCoefficientFile(const QString& path) {
 
 bool CalibrationWindow::loadCoefficientFile(const QString& path) {
     const auto data = readFile(path);
-    const auto lines = data ? csvLines(*data) : std::nullopt;
+    if (!data) {
+        reportOpenError();
+        return false;
+    }
+    const auto lines = csvLines(*data);
+    if (!lines) {
+        reportFileProblem(QStringLiteral("The file is not a coefficient file: it is not text."),
+                          {});
+        return false;
+    }
     struct Found {
         int sensor;
         double slope;
         double intercept;
     };
     std::vector<Found> found;
-    if (lines) {
-        for (const QStringList& items : *lines) {
-            for (int sensor = 0; sensor < SensorCount; ++sensor) {
-                if (items.size() < 3 || items[0] != QLatin1String(CoefficientKeys[sensor].data()))
-                    continue;
-                const auto slope = number(items[1]);
-                const auto intercept = number(items[2]);
-                if (slope && intercept)
-                    found.push_back({sensor, *slope, *intercept});
-            }
+    QStringList skipped;
+    QStringList unknown;
+    for (const QStringList& items : *lines) {
+        const QString key = items.value(0);
+        const auto known =
+            std::find(std::begin(CoefficientKeys), std::end(CoefficientKeys), key.toStdString());
+        if (known == std::end(CoefficientKeys)) {
+            if (key != QLatin1String("date"))
+                unknown << quoted(key);
+            continue;
         }
+        const auto slope = number(items.value(1));
+        const auto intercept = number(items.value(2));
+        if (slope && intercept)
+            found.push_back({int(known - std::begin(CoefficientKeys)), *slope, *intercept});
+        else
+            skipped << key + QStringLiteral(": ") +
+                           (slope ? QStringLiteral("intercept ") + notANumber(items.value(2))
+                                  : QStringLiteral("slope ") + notANumber(items.value(1)));
     }
     if (found.empty()) {
-        reportOpenError();
+        if (!unknown.isEmpty())
+            skipped << QStringLiteral("Unknown keys: ") + unknown.join(QStringLiteral(", "));
+        reportFileProblem(lines->empty() ? QStringLiteral("The file is empty.")
+                                         : QStringLiteral("No coefficients were loaded from the "
+                                                          "file."),
+                          skipped);
         return false;
     }
     for (const Found& f : found) {
@@ -434,9 +640,16 @@ bool CalibrationWindow::loadCoefficientFile(const QString& path) {
         fits_[s] = LineFit{f.slope, f.intercept, 0};
         shown_[s] = {coefficientText(f.slope), coefficientText(f.intercept), QString()};
     }
-    coefficientUploadEnabled_ = true;
+    coefficientsReady_ = true;
+    coefficientNote_ = zeroSlopeNote();
     emit fitsChanged();
     emit buttonsChanged();
+    if (!skipped.isEmpty())
+        reportFileProblem(QStringLiteral("Some lines of the file were not loaded; those sensors "
+                                         "keep their coefficients:"),
+                          skipped);
+    if (!coefficientNote_.isEmpty())
+        ctx_.prompt().inform(coefficientNote_, Title, Prompt::Icon::Warning);
     return true;
 }
 
@@ -455,15 +668,31 @@ bool CalibrationWindow::close() {
     return true;
 }
 
+namespace {
+
+// Each value keeps the type it is stored with: another program, or an older version of this
+// one, reads the text "0" and the number 0 differently.
+int storedType(SettingsStore& store, SettingsStore::Key key, const QString& name, int fallback) {
+    SettingsStore::Type type = SettingsStore::Type::None;
+    QByteArray data;
+    if (store.queryValue(key, name, &type, &data) == SettingsStore::Success &&
+        (type == SettingsStore::Type::String || type == SettingsStore::Type::Dword))
+        return int(type);
+    return fallback;
+}
+
+} // namespace
+
 void CalibrationWindow::saveStepSize() {
     const auto flag = [this](Param p) { return value(p) == QLatin1String("1"); };
     Settings& settings = ctx_.settings();
     if (const auto step = number(value(Param::StepSize)))
         settings.stepSize = float(*step);
-    // The window's three options are settings that other parts of the program read.
+    // The window's options are settings that other parts of the program read.
     settings.errorMessage = flag(Param::ErrorComputer) ? 1 : 0;
     settings.checkTelescope = flag(Param::CheckTelescope);
     settings.promptTheSky = flag(Param::PromptTheSky);
+    settings.autoReverse = flag(Param::AutoReverse);
 
     SettingsStore& store = ctx_.store();
     ScopedKey key(store);
@@ -471,19 +700,26 @@ void CalibrationWindow::saveStepSize() {
         ctx_.prompt().inform(QStringLiteral("Unable to create key"), Title, Prompt::Icon::Warning);
         return;
     }
+    constexpr int Text = 1;
+    constexpr int Number = 4;
     const struct {
         const char* name;
-        int type;
+        int type;          // the type written, or the one for a value not stored yet
+        bool keepsItsType; // whether a value stored with the other type keeps that
         QVariant value;
     } writes[] = {
-        {"StepSize", 1, value(Param::StepSize).trimmed()},
-        {"ErrorMessage", 4, int(settings.errorMessage)},
-        {"CheckTelescope", 4, settings.checkTelescope ? 1 : 0},
-        {"PromptTheSky", 4, settings.promptTheSky ? 1 : 0},
+        // Stored as a number the step size would lose its fraction.
+        {"StepSize", Text, false, value(Param::StepSize).trimmed()},
+        // A new settings store holds ErrorMessage as the text "0".
+        {"ErrorMessage", Text, true, int(settings.errorMessage)},
+        {"CheckTelescope", Number, true, settings.checkTelescope ? 1 : 0},
+        {"PromptTheSky", Number, true, settings.promptTheSky ? 1 : 0},
+        {"AutoReverse", Number, true, settings.autoReverse ? 1 : 0},
     };
     for (const auto& w : writes) {
-        if (setSettingValue(store, key.handle(), QString::fromLatin1(w.name), w.type, w.value) !=
-            SettingsStore::Success) {
+        const QString name = QString::fromLatin1(w.name);
+        const int type = w.keepsItsType ? storedType(store, key.handle(), name, w.type) : w.type;
+        if (setSettingValue(store, key.handle(), name, type, w.value) != SettingsStore::Success) {
             ctx_.prompt().inform(QStringLiteral("Unable to read registry"), Title,
                                  Prompt::Icon::Warning);
             return;

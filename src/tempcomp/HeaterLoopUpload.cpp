@@ -27,16 +27,12 @@ std::optional<QByteArray> textCommand(wire::Cmd cmd, const QString& text) {
 
 } // namespace
 
-std::vector<QByteArray> heaterLoopCommands(const HeaterLoopValues& values) {
-    std::vector<QByteArray> out;
-    for (const auto& command : {gainCommand(wire::Cmd::HeaterPGain, values.proportionalGain),
-                                gainCommand(wire::Cmd::HeaterDGain, values.derivativeGain),
-                                textCommand(wire::Cmd::HeaterDTime, values.derivativeTime),
-                                gainCommand(wire::Cmd::HeaterIGain, values.integralGain),
-                                textCommand(wire::Cmd::HeaterILimit, values.integralLimit)})
-        if (command)
-            out.push_back(*command);
-    return out;
+std::array<std::optional<QByteArray>, 5> heaterLoopCommands(const HeaterLoopValues& values) {
+    return {gainCommand(wire::Cmd::HeaterPGain, values.proportionalGain),
+            gainCommand(wire::Cmd::HeaterDGain, values.derivativeGain),
+            textCommand(wire::Cmd::HeaterDTime, values.derivativeTime),
+            gainCommand(wire::Cmd::HeaterIGain, values.integralGain),
+            textCommand(wire::Cmd::HeaterILimit, values.integralLimit)};
 }
 
 } // namespace mivel::tempcomp

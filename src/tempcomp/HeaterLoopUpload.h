@@ -8,7 +8,8 @@
 #include <QByteArray>
 #include <QString>
 
-#include <vector>
+#include <array>
+#include <optional>
 
 namespace mivel::tempcomp {
 
@@ -20,7 +21,7 @@ struct HeaterLoopValues {
     QString integralLimit;    // txtSecKi
 };
 
-// In the order the unit expects them: "L", "^", "?", "#", "~".
-std::vector<QByteArray> heaterLoopCommands(const HeaterLoopValues& values);
+// In the order the unit expects them: "L", "^", "?", "#", "~"; empty where a value is dropped.
+std::array<std::optional<QByteArray>, 5> heaterLoopCommands(const HeaterLoopValues& values);
 
 } // namespace mivel::tempcomp

@@ -33,6 +33,8 @@ private slots:
         QCOMPARE(parse({"--listen", "localhost"}).options->listen,
                  QHostAddress(QHostAddress::LocalHost));
         QCOMPARE(parse({"--listen=::1"}).options->listen, QHostAddress("::1"));
+        QCOMPARE(defaults.options->thermalSpeed, 1.0);
+        QCOMPARE(parse({"--simulate", "--thermal-speed", "600"}).options->thermalSpeed, 600.0);
     }
 
     void wrongCommandLinesSayWhatIsWrong_data() {
@@ -45,6 +47,11 @@ private slots:
         QTest::newRow("address") << QStringList{"--listen", "nowhere"} << "IP address";
         QTest::newRow("no device") << QStringList{"--port"} << "port";
         QTest::newRow("both ports") << QStringList{"--simulate", "--port", "/dev/x"} << "together";
+        QTest::newRow("speed text") << QStringList{"--simulate", "--thermal-speed", "x"} << "\"x\"";
+        QTest::newRow("speed 0") << QStringList{"--simulate", "--thermal-speed", "0"}
+                                 << "1 to 10000";
+        QTest::newRow("speed without the unit")
+            << QStringList{"--thermal-speed", "10"} << "needs --simulate";
         QTest::newRow("positional") << QStringList{"extra"} << "extra";
     }
     void wrongCommandLinesSayWhatIsWrong() {

@@ -389,6 +389,38 @@ private slots:
         QVERIFY(!c.jogging());
     }
 
+    // The unit owns the focus while it compensates: a jog is refused, and a held one stops when
+    // compensation begins. The rotator still jogs.
+    void focusJogsObeyCompensation() {
+        ConsoleRig rig;
+        MainConsole& c = rig.startConnected();
+        const QStringList refused{
+            QStringLiteral("Temperature compensation is active.  Focus movement is disabled.")};
+        c.setFocusJogStepIndex(2); // 10 counts
+        for (const char* mode : {":tc 1 ", ":tc 2 "}) {
+            rig.reply(mode);
+            rig.prompt->shown.clear();
+            c.jogPress(Axis::Focus, 1);
+            QVERIFY(!c.jogging());
+            rig.clock.advance(1000);
+            QCOMPARE(withoutPolls(rig.sent()), QByteArray());
+            QCOMPARE(rig.prompt->texts(), refused);
+        }
+        rig.reply(":tc 0 ");
+        c.jogPress(Axis::Focus, -1);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray("m-10 "));
+        rig.reply(":tc 1 ");
+        rig.prompt->shown.clear();
+        rig.clock.advance(MainConsole::JogFirstDelayMs + 10 * MainConsole::JogRepeatMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray());
+        QVERIFY(!c.jogging());
+        QCOMPARE(rig.prompt->texts(), refused); // once, not at every repeat
+        rig.reply(":wr 0 ");
+        c.jogPress(Axis::Rotator, 1);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray("j200 "));
+        c.jogRelease();
+    }
+
     // While a button is held the poll goes on, and a rotator step is checked only against a
     // wrap the unit reported within the last two polls.
     void heldJogKeepsThePollAndAFreshWrap() {

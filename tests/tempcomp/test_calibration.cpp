@@ -78,24 +78,43 @@ private slots:
         QCOMPARE(rig.lastShown().title, QStringLiteral("Mivel"));
         QVERIFY(!window.coefficientUploadEnabled());
 
-        // Sensor 0: reference = 0.5 x - 1; sensor 1: reference = 2 x; sensor 2 never changes.
-        rig.reply(":t4 4 :t5 0.5 ");
+        // Sensor 0: reference = 0.5 x - 1; sensor 1: reference = 2 x; sensor 2 not a line.
+        rig.reply(":t4 4 :t5 0.5 :t6 10 ");
         QVERIFY(window.recordPoint(QStringLiteral("1")));
-        rig.reply(":t4 6 :t5 1 ");
+        rig.reply(":t4 6 :t5 1 :t6 12 ");
         QVERIFY(window.recordPoint(QStringLiteral("2")));
         QVERIFY(window.calibrate());
         QVERIFY(window.coefficientUploadEnabled());
+        QCOMPARE(window.coefficientNote(), QString());
         QCOMPARE(window.slopeText(0), QStringLiteral(".500000"));
         QCOMPARE(window.interceptText(0), QStringLiteral("-1.000000"));
         QCOMPARE(window.r2Text(0), QStringLiteral("1.000000"));
         QCOMPARE(window.slopeText(1), QStringLiteral("2.000000"));
         QCOMPARE(window.interceptText(1), QStringLiteral(".000000"));
-        QCOMPARE(window.r2Text(2), QStringLiteral("0.000000"));
+        QCOMPARE(window.slopeText(2), QStringLiteral(".642857")); // (9, 0), (10, 1), (12, 2)
 
+        // The table's last row, then a Record that says why it records nothing more.
+        QCOMPARE(window.recordNote(), QString());
         for (int i = 3; i < PointTable::Capacity; ++i)
             QVERIFY(window.recordPoint(QString::number(i)));
+        QVERIFY(!window.canRecordPoint());
+        const QString full = QStringLiteral(
+            "101 points recorded, as many as the table holds.  Clear Points to start again.");
+        QCOMPARE(window.recordNote(), full);
+        rig.prompt->shown.clear();
         QVERIFY(!window.recordPoint(QStringLiteral("5")));
+        QCOMPARE(rig.prompt->texts(), QStringList{full});
         QCOMPARE(window.points().count(), 101);
+
+        // Clearing the points takes their coefficients with them.
+        window.clearPoints();
+        QCOMPARE(window.points().count(), 0);
+        QVERIFY(!window.coefficientUploadEnabled());
+        QVERIFY(!window.fit(0));
+        QCOMPARE(window.slopeText(0), QString());
+        QCOMPARE(window.recordNote(), QString());
+        auto refused = window.uploadCoefficients();
+        QVERIFY(refused.isDone() && !refused.result());
     }
 
     void coefficientUploadPausesBetweenCommands() {
@@ -124,14 +143,96 @@ private slots:
         rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
         QVERIFY(upload.isDone() && upload.result());
 
-        // Closing the window during the pauses ends the upload without sending more.
+        // Closing the window during the pauses does not cut the upload short: a unit with new
+        // slopes and old intercepts would report every temperature wrong.
+        std::optional<Task<bool>> behind;
         {
             CalibrationWindow other(rig.ctx);
             fitTwoPoints(rig, other);
-            auto cut = other.uploadCoefficients();
+            behind = other.uploadCoefficients();
             QCOMPARE(withoutPolls(rig.sent()), QByteArray("A0.5000000 "));
         }
         rig.clock.advance(10 * CalibrationWindow::CoefficientPauseMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray("B1.0000000 C0.1000000 D-1.0000000 "
+                                                      "E0.0000000 F-1.0000000 "));
+        QVERIFY(behind->isDone() && behind->result());
+
+        // A port that closes during the upload stops it, and the user hears how far it got.
+        auto cut = window.uploadCoefficients();
+        rig.sent();
+        rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
+        rig.ctx.hub().serial()->setConnected(false);
+        rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
+        QVERIFY(cut.isDone() && !cut.result());
+        QCOMPARE(rig.lastShown().text,
+                 QStringLiteral("The coefficient upload stopped after 2 of 6 commands: the "
+                                "communications port closed.  Upload the coefficients again."));
+        QVERIFY(window.coefficientUploadEnabled()); // and it can be tried again
+        QVERIFY(!window.coefficientUploadRunning());
+    }
+
+    // A slope the unit would hold as 0 makes that sensor read one fixed temperature: such
+    // coefficients are refused for upload, with the reason, whether fitted or loaded.
+    void zeroSlopeIsNotUploaded() {
+        Rig rig;
+        CalibrationWindow window(rig.ctx);
+        rig.reply(":t4 2 :t5 0 :t6 10 ");
+        QVERIFY(window.recordPoint(QStringLiteral("0")));
+        rig.reply(":t4 4 :t5 1 :t6 10 "); // the secondary sensor's reading never changed
+        QVERIFY(window.recordPoint(QStringLiteral("1")));
+        rig.prompt->shown.clear();
+        QVERIFY(window.calibrate());
+        QCOMPARE(window.slopeText(2), QStringLiteral(".000000"));
+        const QString secondary = QStringLiteral(
+            "The Secondary sensor's slope is 0: the unit would report one fixed temperature "
+            "whatever the sensor reads, so these coefficients are not uploaded.  Record points "
+            "over a range of temperatures in which every sensor's reading changes.");
+        QCOMPARE(rig.prompt->texts(), QStringList{secondary});
+        QCOMPARE(window.coefficientNote(), secondary);
+        QVERIFY(!window.coefficientUploadEnabled());
+        rig.sent();
+        auto refused = window.uploadCoefficients();
+        QVERIFY(refused.isDone() && !refused.result());
+        QCOMPARE(rig.lastShown().text, secondary);
+        rig.clock.advance(10 * CalibrationWindow::CoefficientPauseMs);
+        QCOMPARE(withoutPolls(rig.sent()), QByteArray());
+
+        // A file's slope so small that the unit rounds it to 0, and a fresh window's sensors
+        // that the file leaves without any slope, are refused alike.
+        const QString path = rig.path("coef.dat");
+        QVERIFY(writeAll(path, "\"T1\",\".000004\",\"-40\"\r\n\"T2\",\".02\",\"-30\"\r\n"));
+        Rig other;
+        CalibrationWindow fresh(other.ctx);
+        QVERIFY(fresh.loadCoefficientFile(path));
+        QVERIFY(!fresh.coefficientUploadEnabled());
+        QVERIFY(fresh.coefficientNote().startsWith(
+            QStringLiteral("The slopes of the Ambient and Secondary sensors are 0: ")));
+        QVERIFY(writeAll(path, "\"T1\",\".00001\",\"-40\"\r\n\"T3\",\"-.03\",\"-20\"\r\n"));
+        QVERIFY(fresh.loadCoefficientFile(path));
+        QVERIFY(fresh.coefficientUploadEnabled());
+        QCOMPARE(fresh.coefficientNote(), QString());
+    }
+
+    // A sum that overflows is the floating-point error: no coefficients are left to upload.
+    void overflowRaisesTheError() {
+        Rig rig;
+        CalibrationWindow window(rig.ctx);
+        fitTwoPoints(rig, window);
+        QVERIFY(window.coefficientUploadEnabled());
+        rig.reply(":t4 6 :t5 2 :t6 30 ");
+        QVERIFY(window.recordPoint(QStringLiteral("1e300")));
+        rig.prompt->shown.clear();
+        QVERIFY(!window.calibrate());
+        QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Error number: 6 Overflow")});
+        QCOMPARE(rig.lastShown().title, QStringLiteral("Mivel"));
+        QVERIFY(!window.coefficientUploadEnabled());
+        for (int sensor = 0; sensor < CalibrationWindow::SensorCount; ++sensor) {
+            QVERIFY(!window.fit(sensor));
+            QCOMPARE(window.slopeText(sensor), QString());
+        }
+        QVERIFY(!window.coefficientNote().isEmpty());
+        auto refused = window.uploadCoefficients();
+        QVERIFY(refused.isDone() && !refused.result());
         QCOMPARE(withoutPolls(rig.sent()), QByteArray());
     }
 
@@ -224,9 +325,62 @@ private slots:
         window.edit(Param::HeaterKp, QStringLiteral("400")); // 40000 does not fit 16 bits
         window.edit(Param::HeaterKd, QStringLiteral("-327.68"));
         window.edit(Param::Velocity, QStringLiteral("1.00001")); // rounded down
+        window.edit(Param::Acceleration, QStringLiteral("40000"));
         window.uploadParameters();
         QCOMPARE(rig.sent(),
                  QByteArray("{0 [0 ]0 @0 z0 p12 d0.000015 v65536  N0  K0  X0 W0 ^-32768 u"));
+        // Each value left out is named, with the reason.
+        QCOMPARE(rig.lastShown().text, QStringLiteral("Not uploaded, so the Mivel keeps its own "
+                                                      "values:\n\n"
+                                                      "derivative setting: no value\n"
+                                                      "integral gain: no value\n"
+                                                      "integral limit: no value\n"
+                                                      "acceleration: \"40000\" is more than the "
+                                                      "unit can hold\n"
+                                                      "dead band: no value\n"
+                                                      "heater proportional gain: \"400\" is more "
+                                                      "than the unit can hold\n"
+                                                      "heater derivative time: no value\n"
+                                                      "heater integral gain: no value\n"
+                                                      "heater integral limit: no value"));
+        QCOMPARE(rig.lastShown().icon, Prompt::Icon::Warning);
+
+        // Everything there: nothing to say after the upload.
+        rig.reply(ParameterReplies);
+        rig.prompt->shown.clear();
+        window.uploadParameters();
+        QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Upload changes to Mivel?")});
+    }
+
+    // What the unit reported goes back as the unit holds it, whatever the display rounds; an
+    // edited value goes as typed.
+    void parametersReadGoBackUnchanged() {
+        Rig rig;
+        CalibrationWindow window(rig.ctx);
+        rig.reply(ParameterReplies);
+        rig.reply(":v 650 :c 32769 ");
+        QCOMPARE(window.value(Param::Velocity), QStringLiteral("0.0099"));
+        QCOMPARE(window.value(Param::Acceleration), QStringLiteral("0.5000"));
+        QVERIFY(window.edit(Param::Kp, QStringLiteral("31")));
+        rig.sent();
+        QVERIFY(window.uploadParameters());
+        const QByteArray sent = rig.sent();
+        QVERIFY2(sent.contains(" p31 ") && sent.contains(" v650 a32769 "), sent.constData());
+
+        // Edited, the window's text is what goes; typed back to what the unit reported, the
+        // unit's own value goes again.
+        QVERIFY(window.edit(Param::Velocity, QStringLiteral("0.0100")));
+        QVERIFY(window.uploadParameters());
+        QVERIFY(rig.sent().contains(" v655 a32769 "));
+        QVERIFY(window.edit(Param::Velocity, QStringLiteral("0.0099")));
+        QVERIFY(window.uploadParameters());
+        QVERIFY(rig.sent().contains(" v650 a32769 "));
+        // A new report replaces the old.
+        rig.reply(":v 700 ");
+        QCOMPARE(window.value(Param::Velocity), QStringLiteral("0.0107"));
+        QVERIFY(window.edit(Param::Kp, QStringLiteral("32")));
+        QVERIFY(window.uploadParameters());
+        QVERIFY(rig.sent().contains(" v700 a32769 "));
     }
 
     void heaterLoopCommands_data() {
@@ -250,9 +404,11 @@ private slots:
     void heaterLoopCommands() {
         QFETCH(QStringList, values);
         QFETCH(QByteArray, sent);
-        const auto commands =
-            tempcomp::heaterLoopCommands({values[0], values[1], values[2], values[3], values[4]});
-        QCOMPARE(QByteArrayList(commands.begin(), commands.end()).join(), sent);
+        QByteArray commands;
+        for (const auto& command :
+             tempcomp::heaterLoopCommands({values[0], values[1], values[2], values[3], values[4]}))
+            commands += command.value_or(QByteArray());
+        QCOMPARE(commands, sent);
     }
 
     void parameterFileLinesAndRoundTrip() {
@@ -301,7 +457,14 @@ private slots:
         CalibrationWindow window(rig.ctx);
         rig.reply(":ifs 4 :v 65536 :sil 60 ");
         QVERIFY(window.loadParameterFile(path));
-        QVERIFY(rig.prompt->shown.empty());
+        // What was not taken is named with the reason; unknown keys are ignored.
+        QCOMPARE(rig.prompt->texts(),
+                 QStringList{QStringLiteral("Some items of the file were not loaded; those "
+                                            "parameters keep their values:\n\n"
+                                            "IFSet: \"99\" is not a whole number from 0 to 31\n"
+                                            "Velocity: \"fast\" is not a number\n"
+                                            "sil: no value")});
+        QCOMPARE(rig.lastShown().title, QStringLiteral("TEC"));
         QCOMPARE(window.value(Param::Kd), QStringLiteral("15"));
         QCOMPARE(window.value(Param::Kp), QStringLiteral("12.5"));
         QCOMPARE(window.value(Param::IntFanMode), QStringLiteral("1"));
@@ -313,18 +476,36 @@ private slots:
     void malformedFilesLeaveTheWindowAsItWas_data() {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<bool>("exists");
-        QTest::newRow("missing") << QByteArray() << false;
-        QTest::newRow("empty") << QByteArray() << true;
-        QTest::newRow("only unknown keys") << QByteArray("\"a\",1\r\n\"date\",\"x\"\r\n") << true;
-        QTest::newRow("binary") << QByteArray("\"Kp\",\"5\"\r\n\0\x01\x02", 12) << true;
-        QTest::newRow("some other text") << QByteArray("Dear diary,\nit rained.\n") << true;
+        QTest::addColumn<QStringList>("messages"); // parameter file, then coefficient file
+        const QString noParams = QStringLiteral("No parameters were loaded from the file.");
+        const QString noCoefs = QStringLiteral("No coefficients were loaded from the file.");
+        QTest::newRow("missing") << QByteArray() << false
+                                 << QStringList(2, QStringLiteral("Error opening file."));
+        QTest::newRow("empty") << QByteArray() << true
+                               << QStringList(2, QStringLiteral("The file is empty."));
+        QTest::newRow("only unknown keys") << QByteArray("\"a\",1\r\n\"date\",\"x\"\r\n") << true
+                                           << QStringList{noParams + "\n\nUnknown keys: \"a\"",
+                                                          noCoefs + "\n\nUnknown keys: \"a\""};
+        QTest::newRow("binary") << QByteArray("\"Kp\",\"5\"\r\n\0\x01\x02", 12) << true
+                                << QStringList{"The file is not a parameter file: it is not text.",
+                                               "The file is not a coefficient file: it is not "
+                                               "text."};
+        QTest::newRow("some other text")
+            << QByteArray("Dear diary,\nit rained.\n") << true
+            << QStringList{noParams + "\n\nUnknown keys: \"Dear diary\", \"it rained.\"",
+                           noCoefs + "\n\nUnknown keys: \"Dear diary\", \"it rained.\""};
         QTest::newRow("keys without values")
-            << QByteArray("\"Kp\"\r\n\"Kd\",\r\n\"T1\",\"1\"\r\n") << true;
+            << QByteArray("\"Kp\"\r\n\"Kd\",\r\n\"T1\",\"1\"\r\n\"T2\",\"1\",\"x\"\r\n") << true
+            << QStringList{noParams + "\n\nKp: no value\nKd: no value\n"
+                                      "Unknown keys: \"T1\", \"T2\"",
+                           noCoefs + "\n\nT1: intercept no value\nT2: intercept \"x\" is not a "
+                                     "number\nUnknown keys: \"Kp\", \"Kd\""};
     }
 
     void malformedFilesLeaveTheWindowAsItWas() {
         QFETCH(QByteArray, content);
         QFETCH(bool, exists);
+        QFETCH(QStringList, messages);
         Rig rig;
         const QString path = rig.path("bad.dat");
         if (exists)
@@ -333,7 +514,7 @@ private slots:
         rig.reply(ParameterReplies);
         QVERIFY(!window.loadParameterFile(path));
         QVERIFY(!window.loadCoefficientFile(path));
-        QCOMPARE(rig.prompt->texts(), QStringList(2, QStringLiteral("Error opening file.")));
+        QCOMPARE(rig.prompt->texts(), messages);
         QCOMPARE(rig.lastShown().title, QStringLiteral("TEC"));
         QVERIFY(!window.changed());
         QVERIFY(!window.coefficientUploadEnabled());
@@ -365,6 +546,26 @@ private slots:
         QCOMPARE(fresh.slopeText(1), QStringLiteral(".250000"));
         QCOMPARE(fresh.interceptText(1), QStringLiteral("3.000000"));
         QCOMPARE(fresh.slopeText(2), QStringLiteral(".100000"));
+    }
+
+    // A name without an extension is saved with ".dat", so the open dialog's filter shows it;
+    // another extension, or a file already there, is kept as chosen.
+    void savingAddsTheDataExtension() {
+        Rig rig;
+        CalibrationWindow window(rig.ctx);
+        QVERIFY(window.saveParameterFile(rig.path("night")));
+        QVERIFY(readAll(rig.path("night.dat")).startsWith("\"date\","));
+        QVERIFY(!QFile::exists(rig.path("night")));
+        fitTwoPoints(rig, window);
+        QVERIFY(window.saveCoefficientFile(rig.path("coef")));
+        QVERIFY(window.loadCoefficientFile(rig.path("coef.dat")));
+        QVERIFY(window.saveCoefficientFile(rig.path("coef.txt")));
+        QVERIFY(QFile::exists(rig.path("coef.txt")));
+        QVERIFY(writeAll(rig.path("plain"), "old"));
+        QVERIFY(window.saveParameterFile(rig.path("plain"))); // replaced, after the question
+        QCOMPARE(rig.lastShown().text, QStringLiteral("Replace current file?"));
+        QVERIFY(readAll(rig.path("plain")).startsWith("\"date\","));
+        QVERIFY(!QFile::exists(rig.path("plain.dat")));
     }
 
     void savingAsksBeforeReplacingAndReportsFailures() {
@@ -439,6 +640,43 @@ private slots:
         QVERIFY(again.close());
         QCOMPARE(rig.sent(), QByteArray());
         QCOMPARE(rig.ctx.settings().stepSize, 0.75f);
+    }
+
+    // The options keep the type they are stored with: the text "0" stays text, a number stays
+    // a number. The wrap-limit reversal is one of them.
+    void closingKeepsTheSettingsTypes() {
+        Rig rig;
+        using T = SettingsStore::Type;
+        const auto stored = [&](const char* name) {
+            return rig.store->tree().value(SettingsStore::Hive::LocalMachine, SettingsKeyPath,
+                                           QLatin1String(name));
+        };
+        const auto put = [&](const char* name, T type, const QByteArray& data) {
+            rig.store->tree().put(SettingsStore::Hive::LocalMachine, SettingsKeyPath,
+                                  QLatin1String(name), type, data);
+        };
+        put("ErrorMessage", T::String, QByteArray("0", 2));
+        put("CheckTelescope", T::String, QByteArray("0", 2));
+        put("PromptTheSky", T::Dword, QByteArray(4, '\0'));
+        rig.ctx.settings().autoReverse = false;
+        CalibrationWindow window(rig.ctx);
+        QCOMPARE(window.value(Param::AutoReverse), QStringLiteral("0"));
+        window.edit(Param::ErrorComputer, QStringLiteral("1"));
+        window.edit(Param::CheckTelescope, QStringLiteral("1"));
+        window.edit(Param::PromptTheSky, QStringLiteral("1"));
+        window.edit(Param::AutoReverse, QStringLiteral("1"));
+        rig.prompt->answers = {Prompt::Answer::No};
+        window.close();
+        QCOMPARE(stored("ErrorMessage")->type, T::String);
+        QCOMPARE(stored("ErrorMessage")->data, QByteArray("1", 2));
+        QCOMPARE(stored("CheckTelescope")->type, T::String);
+        QCOMPARE(stored("CheckTelescope")->data, QByteArray("1", 2));
+        QCOMPARE(stored("PromptTheSky")->type, T::Dword);
+        QCOMPARE(stored("PromptTheSky")->data, QByteArray("\x01\0\0\0", 4));
+        QCOMPARE(stored("AutoReverse")->type, T::Dword); // not stored before: as the table says
+        QVERIFY(rig.ctx.settings().autoReverse);
+        QVERIFY(rig.ctx.settings().checkTelescope);
+        QCOMPARE(rig.ctx.settings().errorMessage, 1);
     }
 
     void closingReportsSettingsFailures() {

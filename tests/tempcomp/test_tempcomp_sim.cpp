@@ -92,6 +92,50 @@ private slots:
         QVERIFY(rawChange != 0);
         QCOMPARE(unit.focusTarget() - before, rawChange * 250 / 1000);
     }
+
+    // The window closes just after the first coefficient went out: the other five follow, so
+    // the unit never holds new slopes with old intercepts.
+    void closingDuringTheUploadLeavesAWholeCalibration() {
+        SimRig s;
+        SimulatedUnit& unit = *s.unit;
+        const QString path = s.rig.path("coef.dat");
+        QVERIFY(writeAll(path, "\"T1\",\".010000\",\"-40\"\r\n\"T2\",\".020000\",\"-30\"\r\n"
+                               "\"T3\",\".030000\",\"-20.5\"\r\n"));
+        std::optional<Task<bool>> upload;
+        {
+            CalibrationWindow window(s.rig.ctx);
+            QVERIFY(window.loadCoefficientFile(path));
+            s.heard();
+            upload = window.uploadCoefficients();
+            Rig::settle();
+        }
+        for (int i = 0; i < 6; ++i) {
+            s.rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
+            Rig::settle();
+        }
+        QVERIFY(upload->isDone() && upload->result());
+        QCOMPARE(s.heard(), QByteArray("A0.0100000 B0.0200000 C0.0300000 D-40.0000000 E-30.0000000 "
+                                       "F-20.5000000 "));
+        QCOMPARE(unit.calibration(Sensor::Secondary).slope, 3000);
+        QCOMPARE(unit.calibration(Sensor::Secondary).offset, -2050000);
+    }
+
+    // With the night sped up, compensation follows the cooling air within a minute of clock.
+    void spedUpNightShowsCompensation() {
+        SimRig s;
+        SimulatedUnit& unit = *s.unit;
+        unit.setThermalSpeed(600);
+        unit.placeFocuser(20000, true);
+        s.rig.ctx.hub().serial()->transmit(QByteArray(" =-1758  F5  +1 ")); // -10 counts a degree
+        Rig::settle();
+        QCOMPARE(unit.tempCompMode(), 1);
+        const int rawBefore = unit.rawReading(Sensor::Ambient);
+        for (int i = 0; i < 60; ++i)
+            s.rig.clock.advance(1000);
+        const int cooled = rawBefore - unit.rawReading(Sensor::Ambient);
+        QVERIFY2(cooled >= 5, qPrintable(QString::number(cooled)));
+        QVERIFY(unit.focusTarget() > 20000); // colder: the focus moves out
+    }
 };
 
 QTEST_GUILESS_MAIN(TempCompSimTest)

@@ -11,6 +11,7 @@
 #include <QCheckBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
+#include <QLegendMarker>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
@@ -30,6 +31,15 @@ template <class T> T* child(const QObject& parent, const char* name) {
     if (!found)
         qFatal("no control %s", name);
     return found;
+}
+
+// The legend's entries as shown.
+QStringList legend(const QChartView& view) {
+    QStringList labels;
+    for (QLegendMarker* marker : view.chart()->legend()->markers())
+        if (marker->isVisible())
+            labels << marker->label();
+    return labels;
 }
 
 void saveScreenshot(QWidget& window, const char* name) {
@@ -117,9 +127,16 @@ private slots:
         child<QTabWidget>(*view, "tabCal")->setCurrentIndex(1);
         saveScreenshot(*view, "calibration-parameters.png");
 
+        child<QCheckBox>(*view, "chkDornaLimit")->setChecked(false);
+        QCOMPARE(view->logic().value(Param::AutoReverse), QStringLiteral("0"));
+
         child<QTabWidget>(*view, "tabCal")->setCurrentIndex(0);
         auto* mark = child<QPushButton>(*view, "cmdCalMark");
         QVERIFY(!mark->isEnabled());
+        QCOMPARE(child<QLabel>(*view, "lblRecordNote")->text(),
+                 QStringLiteral("Waiting for the sensors' readings."));
+        auto* chart = child<QChartView>(*view, "chartCal");
+        QCOMPARE(legend(*chart), (QStringList{"Ambient", "Primary", "Secondary"}));
         for (const auto& [readings, degrees] : {std::pair{":t4 3020 :t5 2950 :t6 3105 ", "32.1"},
                                                 {":t4 3950 :t5 3890 :t6 4010 ", "50.2"},
                                                 {":t4 4890 :t5 4800 :t6 4950 ", "68.3"}}) {
@@ -136,13 +153,75 @@ private slots:
         QVERIFY(calUpload->isEnabled());
         QCOMPARE(child<QLabel>(*view, "lblCalScope_0")->text(), view->logic().slopeText(0));
         QCOMPARE(child<QLabel>(*view, "lblR2_2")->text(), view->logic().r2Text(2));
-        QCOMPARE(child<QChartView>(*view, "chartCal")->chart()->series().size(), 6);
+        QCOMPARE(chart->chart()->series().size(), 6);
+        const QStringList fitted = legend(*chart);
+        QCOMPARE(fitted.size(), 3);
+        for (int s = 0; s < 3; ++s)
+            QVERIFY2(fitted[s].startsWith(CalibrationWindow::sensorName(s) + ": R² = "),
+                     qPrintable(fitted[s]));
+        QCOMPARE(child<QLabel>(*view, "lblRecordNote")->text(), QString());
+        QCOMPARE(child<QLabel>(*view, "lblUploadNote")->text(), QString());
         saveScreenshot(*view, "calibration.png");
 
         rig.prompt->answers = {Prompt::Answer::No};
         child<QPushButton>(*view, "cmdClose")->click();
         QCOMPARE(rig.lastShown().buttons, Prompt::Buttons::YesNo);
         QTRY_VERIFY(!guard); // deleted on close
+    }
+
+    // What the window refuses it says beside the greyed button: a sensor whose reading never
+    // changed, a full table. An upload once started goes on after the window has closed.
+    void calibrationWindowExplainsAndFinishesItsUpload() {
+        Rig rig;
+        auto* view = new CalibrationWindowView(rig.ctx);
+        QPointer<CalibrationWindowView> guard(view);
+        view->show();
+        auto* mark = child<QPushButton>(*view, "cmdCalMark");
+        auto* reference = child<QLineEdit>(*view, "txtRefTemp");
+        for (const auto& [readings, degrees] : {std::pair{":t4 3020 :t5 2950 :t6 3105 ", "32.1"},
+                                                {":t4 3950 :t5 3890 :t6 3105 ", "50.2"},
+                                                {":t4 4890 :t5 4800 :t6 3105 ", "68.3"}}) {
+            rig.reply(readings);
+            reference->setText(QString::fromLatin1(degrees));
+            mark->click();
+        }
+        child<QPushButton>(*view, "cmdCalibrate")->click();
+        auto* upload = child<QPushButton>(*view, "cmdCalUpload");
+        QVERIFY(!upload->isEnabled());
+        QVERIFY(child<QLabel>(*view, "lblUploadNote")
+                    ->text()
+                    .startsWith(QStringLiteral("The Secondary sensor's slope is 0: ")));
+        auto* chart = child<QChartView>(*view, "chartCal");
+        QCOMPARE(legend(*chart).size(), 3);
+        QCOMPARE(legend(*chart).back(), QStringLiteral("Secondary: no line"));
+        saveScreenshot(*view, "calibration-refused.png");
+
+        child<QPushButton>(*view, "cmdCalClear")->click();
+        QCOMPARE(child<QLabel>(*view, "lblUploadNote")->text(), QString());
+        QCOMPARE(child<QLabel>(*view, "lblCalScope_0")->text(), QString());
+        for (int i = 0; i < PointTable::Capacity; ++i) {
+            rig.reply(":t4 " + QByteArray::number(3000 + i) + " :t5 " +
+                      QByteArray::number(2950 + 2 * i) + " :t6 " + QByteArray::number(3100 - i) +
+                      " ");
+            reference->setText(QString::number(32 + i));
+            mark->click();
+        }
+        QVERIFY(!mark->isEnabled());
+        QCOMPARE(child<QLabel>(*view, "lblRecordNote")->text(),
+                 QStringLiteral("101 points recorded, as many as the table holds.  Clear Points "
+                                "to start again."));
+        child<QPushButton>(*view, "cmdCalibrate")->click();
+        QVERIFY(upload->isEnabled());
+
+        rig.sent();
+        upload->click();
+        QVERIFY(!upload->isEnabled()); // while it runs
+        child<QPushButton>(*view, "cmdClose")->click();
+        QTRY_VERIFY(!guard);
+        rig.clock.advance(6 * CalibrationWindow::CoefficientPauseMs);
+        const QByteArray sent = rig.sent();
+        for (const char* letter : {"A", "B", "C", "D", "E", "F"})
+            QVERIFY2(sent.contains(letter), sent.constData());
     }
 
     void entryFunctionsForTheConsole() {

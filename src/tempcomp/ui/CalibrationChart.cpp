@@ -14,7 +14,6 @@
 namespace mivel::tempcomp {
 namespace {
 
-const char* const SensorNames[CalibrationWindow::SensorCount] = {"Ambient", "Primary", "Secondary"};
 const QColor SensorColours[CalibrationWindow::SensorCount] = {
     QColor(0x1f, 0x77, 0xb4), QColor(0xd6, 0x27, 0x28), QColor(0x2c, 0xa0, 0x2c)};
 
@@ -57,7 +56,7 @@ CalibrationChart::CalibrationChart(const CalibrationWindow& logic, QWidget* pare
     chart->addAxis(axisY_, Qt::AlignLeft);
     for (int s = 0; s < CalibrationWindow::SensorCount; ++s) {
         points_[s] = new QScatterSeries;
-        points_[s]->setName(QString::fromLatin1(SensorNames[s]));
+        points_[s]->setName(CalibrationWindow::sensorName(s));
         points_[s]->setMarkerSize(8);
         points_[s]->setColor(SensorColours[s]);
         points_[s]->setBorderColor(SensorColours[s]);
@@ -71,8 +70,9 @@ CalibrationChart::CalibrationChart(const CalibrationWindow& logic, QWidget* pare
         }
     }
     setChart(chart);
-    // The legend names each sensor once, by its line and the line's R².
-    for (QScatterSeries* series : points_)
+    // The legend names each sensor once, by its points, which every sensor has in the legend
+    // whether or not a line could be drawn through them; the name carries the line's R².
+    for (QLineSeries* series : lines_)
         for (QLegendMarker* marker : chart->legend()->markers(series))
             marker->setVisible(false);
     refresh();
@@ -95,7 +95,7 @@ void CalibrationChart::refresh() {
 
         QList<QPointF> line;
         const auto fit = logic_.fit(s);
-        QString name = QString::fromLatin1(SensorNames[s]);
+        QString name = CalibrationWindow::sensorName(s);
         if (fit && !own.empty() && own.high > own.low) {
             for (double at : {own.low, own.high}) {
                 line << QPointF(at, fit->slope * at + fit->intercept);
@@ -104,11 +104,12 @@ void CalibrationChart::refresh() {
         }
         // Four decimals are enough to compare the sensors and keep the legend on one line; the
         // table beside the chart has all six.
-        if (fit && !logic_.r2Text(s).isEmpty())
+        if (fit && table.count() > 0 && line.isEmpty())
+            name += QStringLiteral(": no line");
+        else if (fit && !logic_.r2Text(s).isEmpty())
             name += QStringLiteral(": R² = ") + formatNumber(fit->r2, "0.0000");
         lines_[s]->replace(line);
-        lines_[s]->setName(name);
-        lines_[s]->setVisible(!line.isEmpty());
+        points_[s]->setName(name);
     }
     // Before the first point, show a plausible frame rather than an axis of repeated zeros.
     const auto [x0, x1] = x.empty() ? std::pair(0.0, 1000.0) : x.padded();

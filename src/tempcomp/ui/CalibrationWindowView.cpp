@@ -176,6 +176,9 @@ void CalibrationWindowView::showFits() {
 
 void CalibrationWindowView::showButtons() {
     ui_->cmdCalMark->setEnabled(logic_.canRecordPoint());
+    // A greyed button says why.
+    ui_->lblRecordNote->setText(logic_.recordNote());
+    ui_->lblUploadNote->setText(logic_.coefficientNote());
     ui_->cmdCalUpload->setEnabled(logic_.coefficientUploadEnabled() &&
                                   !logic_.coefficientUploadRunning());
     ui_->cmdUploadMivel->setEnabled(logic_.parameterUploadEnabled());
