@@ -294,13 +294,11 @@ int main(int argc, char* argv[]) {
         s.unit.setFocusSpeed(500);
         request(port, "PUT", "/api/v1/focuser/0/move", "Position=20000");
         request(port, "PUT", "/api/v1/rotator/0/moveabsolute", "Position=180");
-        const QList<QByteArray> reads{"/api/v1/focuser/0/position",
-                                      "/api/v1/focuser/0/ismoving",
-                                      "/api/v1/focuser/0/temperature",
-                                      "/api/v1/rotator/0/position",
-                                      "/api/v1/rotator/0/ismoving",
-                                      "/api/v1/rotator/0/targetposition",
-                                      "/api/v1/switch/0/getswitchvalue?Id=9"};
+        const QList<QByteArray> reads{
+            "/api/v1/focuser/0/position",          "/api/v1/focuser/0/ismoving",
+            "/api/v1/focuser/0/temperature",       "/api/v1/rotator/0/position",
+            "/api/v1/rotator/0/ismoving",          "/api/v1/rotator/0/targetposition",
+            "/api/v1/switch/0/getswitchvalue?Id=9"};
         // The first read of a device waits for one query; the figures are for the steady state.
         for (const QByteArray& target : reads)
             request(port, "GET", target);

@@ -25,12 +25,12 @@ const QString TempComp = QStringLiteral("TempComp");
 class FocuserEndpoint final : public DeviceEndpoint {
 public:
     explicit FocuserEndpoint(EndpointContext& context)
-        : DeviceEndpoint(context, {DeviceProvider::Kind::Focuser, "focuser", "Focuser",
-                                   "Mivel Focuser",
-                                   "Mivel focuser (Vark_AE.Focuser). A move while temperature "
-                                   "compensation is on suspends the compensation and resumes it "
-                                   "when the move has ended.",
-                                   4})
+        : DeviceEndpoint(context,
+                         {DeviceProvider::Kind::Focuser, "focuser", "Focuser", "Mivel Focuser",
+                          "Mivel focuser (Vark_AE.Focuser). A move while temperature "
+                          "compensation is on suspends the compensation and resumes it "
+                          "when the move has ended.",
+                          4})
         , watch_(Focuser::StatusIntervalMs) {
         status_ = makeMirror({Position, IsMoving}, Focuser::StatusIntervalMs);
         status_->setWanted([this] { return watch_.active(); });

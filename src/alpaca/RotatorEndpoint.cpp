@@ -88,9 +88,8 @@ protected:
              })},
             {"stepsize", Verb::Get, {}, reading(QStringLiteral("StepSize"))},
             {"halt", Verb::Put, {}, connectedOnly([this](const QVariantList&) { return halt(); })},
-            {"move", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
-                 return moveBy(a[0].toDouble());
-             })},
+            {"move", Verb::Put, position,
+             connectedOnly([this](const QVariantList& a) { return moveBy(a[0].toDouble()); })},
             {"moveabsolute", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
                  const double sky = a[0].toDouble();
                  if (!isAngle(sky))

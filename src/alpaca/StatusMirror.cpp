@@ -94,8 +94,8 @@ void StatusMirror::wake() {
 }
 
 void StatusMirror::startRound() {
-    std::shared_ptr<Round> round = queued_ ? std::exchange(queued_, nullptr)
-                                           : std::make_shared<Round>();
+    std::shared_ptr<Round> round =
+        queued_ ? std::exchange(queued_, nullptr) : std::make_shared<Round>();
     round->startedAt = clock_.nowMs();
     round->generation = generation_;
     running_ = round;
@@ -126,8 +126,7 @@ void StatusMirror::onRoundDone(const std::shared_ptr<Round>& round, const Values
 bool StatusMirror::wanted() const {
     if (active_ && !active_())
         return false;
-    const bool clientsReading = clientHasRead_ &&
-                                clock_.nowMs() - lastClientRead_ < KeepFreshMs;
+    const bool clientsReading = clientHasRead_ && clock_.nowMs() - lastClientRead_ < KeepFreshMs;
     return clientsReading || (wanted_ && wanted_());
 }
 

@@ -41,9 +41,8 @@ constexpr double CelsiusStep = 1.0 / 180.0;
 constexpr std::array<SwitchDef, 13> Switches{{
     {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true,
      false},
-    {"FanSpeed", "Fan power",
-     "Fan power in percent; writing it sets the fan mode to manual first", 0, 100, 1, true, false,
-     "FanMode"},
+    {"FanSpeed", "Fan power", "Fan power in percent; writing it sets the fan mode to manual first",
+     0, 100, 1, true, false, "FanMode"},
     {"FanDeadband", "Fan dead band",
      "Dead band of the automatic fan, degrees Fahrenheit as the unit counts them", 0, 10, 0.1, true,
      false},
@@ -131,13 +130,11 @@ protected:
             {"maxswitchvalue", Verb::Get, id, fixed([](const SwitchDef& s) { return s.max; })},
             {"switchstep", Verb::Get, id, fixed([](const SwitchDef& s) { return s.step; })},
             {"getswitchvalue", Verb::Get, id,
-             connectedOnly(withId([this](const SwitchDef& s, const QVariantList&) {
-                 return value(s, false);
-             }))},
+             connectedOnly(withId(
+                 [this](const SwitchDef& s, const QVariantList&) { return value(s, false); }))},
             {"getswitch", Verb::Get, id,
-             connectedOnly(withId([this](const SwitchDef& s, const QVariantList&) {
-                 return value(s, true);
-             }))},
+             connectedOnly(withId(
+                 [this](const SwitchDef& s, const QVariantList&) { return value(s, true); }))},
             {"setswitch",
              Verb::Put,
              {{"Id", T::Int}, {"State", T::Bool}},

@@ -75,7 +75,7 @@ private slots:
     // understand, on the device and the management API alike, before any member runs.
     void clientIdsOutsideTheirTypeAreBadRequests() {
         stock();
-        const QList<QByteArray> bad{"",   "%20", "-1", "-0",         "abc",       "1.5",
+        const QList<QByteArray> bad{"",   "%20", "-1",  "-0",         "abc",        "1.5",
                                     "+5", "0x1", "1e3", "4294967296", "99999999999"};
         for (const QByteArray& name : {QByteArray("ClientID"), QByteArray("ClientTransactionID")}) {
             for (const QByteArray& value : bad) {
@@ -91,9 +91,10 @@ private slots:
             }
         }
         QVERIFY(f->focuser().calls.isEmpty());
-        QCOMPARE(f->request("GET", "/api/v1/focuser/0/name?ClientID=4294967295&ClientTransactionID=0")
-                     .status,
-                 200);
+        QCOMPARE(
+            f->request("GET", "/api/v1/focuser/0/name?ClientID=4294967295&ClientTransactionID=0")
+                .status,
+            200);
     }
 
     // Every row is one request on a fresh server over the fakes as stock() leaves them: the
@@ -167,8 +168,7 @@ private slots:
             "Action=Position&Parameters=", "", none, 0x40C);
         row("raw command", "PUT", "focuser/0/commandstring", "Command=Q&Raw=true", "", none, 0x400);
         row("angle within a turn", "GET", "rotator/0/position", "", "get Position", 270.0);
-        row("target before any move", "GET", "rotator/0/targetposition", "", "get Position",
-            270.0);
+        row("target before any move", "GET", "rotator/0/targetposition", "", "get Position", 270.0);
         row("sync", "PUT", "rotator/0/sync", "Position=90", "get Position; get IsMoving", none);
         row("angle of a turn", "PUT", "rotator/0/moveabsolute", "Position=360", "", none, 0x401);
         row("relative move", "PUT", "rotator/0/move", "Position=-10", "call Move(-10)", none);
@@ -245,8 +245,8 @@ private slots:
         f->put("/api/v1/rotator/0/movemechanical", "Position=90");
         r.calls.removeAll("get Position");
         r.calls.removeAll("get IsMoving");
-        QCOMPARE(r.calls,
-                 (QStringList{"call Move(-10)", "call MoveAbsolute(270)", "call MoveAbsolute(90)"}));
+        QCOMPARE(r.calls, (QStringList{"call Move(-10)", "call MoveAbsolute(270)",
+                                       "call MoveAbsolute(90)"}));
     }
 
     void whatClientsAreOffered() {

@@ -368,25 +368,25 @@ private slots:
 
     void readsWhileDisconnectedAnswerNotConnected() {
         const QList<QByteArray> reads{
-            "focuser/0/position",         "focuser/0/ismoving",        "focuser/0/temperature",
-            "focuser/0/tempcomp",         "rotator/0/position",        "rotator/0/ismoving",
+            "focuser/0/position",           "focuser/0/ismoving",       "focuser/0/temperature",
+            "focuser/0/tempcomp",           "rotator/0/position",       "rotator/0/ismoving",
             "rotator/0/mechanicalposition", "rotator/0/targetposition", "rotator/0/reverse",
             "switch/0/getswitchvalue?Id=9", "switch/0/getswitch?Id=0"};
         for (const QByteArray& target : reads)
             QVERIFY2(rig->get("/api/v1/" + target)["ErrorNumber"].toInt() == 0x407,
                      target.constData());
         const QList<std::pair<QByteArray, QByteArray>> writes{
-            {"focuser/0/move", "Position=100"},  {"focuser/0/halt", ""},
-            {"focuser/0/tempcomp", "TempComp=true"}, {"rotator/0/move", "Position=10"},
-            {"rotator/0/moveabsolute", "Position=10"}, {"rotator/0/sync", "Position=10"},
+            {"focuser/0/move", "Position=100"},          {"focuser/0/halt", ""},
+            {"focuser/0/tempcomp", "TempComp=true"},     {"rotator/0/move", "Position=10"},
+            {"rotator/0/moveabsolute", "Position=10"},   {"rotator/0/sync", "Position=10"},
             {"switch/0/setswitchvalue", "Id=1&Value=10"}};
         for (const auto& [target, form] : writes)
             QVERIFY2(rig->put("/api/v1/" + target, form)["ErrorNumber"].toInt() == 0x407,
                      target.constData());
         QCOMPARE(rig->unit.receivedBytes(), QByteArray());
         // What the device is does not need the unit.
-        for (const char* info : {"focuser/0/maxstep", "rotator/0/canreverse",
-                                 "switch/0/maxswitch", "switch/0/getswitchname?Id=1"})
+        for (const char* info : {"focuser/0/maxstep", "rotator/0/canreverse", "switch/0/maxswitch",
+                                 "switch/0/getswitchname?Id=1"})
             QVERIFY2(rig->get(QByteArray("/api/v1/") + info)["ErrorNumber"].toInt() == 0, info);
     }
 
