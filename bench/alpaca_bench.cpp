@@ -6,7 +6,10 @@
 //   2. 1..64 clients each polling position and ismoving at 10 Hz: commands written to the unit
 //      per second, which must stay at the focuser's bound of one status query per 500 ms.
 //   3. 20 clients reading the focuser's temperature at once from a silent unit: total time.
-//   4. As 1, with the focuser's temperature, which asks the unit each time.
+//   4. As 1, with the focuser's temperature too.
+//   5. 32 clients each polling every standard status read of the three devices at 10 Hz while
+//      the focuser and the rotator move: p99 of the reads, and the status and temperature
+//      queries written to the unit per second.
 //
 // Usage: alpaca_bench [seconds per run, default 5]
 
@@ -208,6 +211,7 @@ int main(int argc, char* argv[]) {
     const quint16 port = s.server->port();
     request(port, "PUT", "/api/v1/focuser/0/connected", "Connected=true");
     request(port, "PUT", "/api/v1/switch/0/connected", "Connected=true");
+    request(port, "PUT", "/api/v1/rotator/0/connected", "Connected=true");
 
     QThread thread;
     Load load;
@@ -271,18 +275,50 @@ int main(int argc, char* argv[]) {
             runFor(5);
         const qint64 ms = total.elapsed();
         auto [lat, errors] = inLoadThread(load, [](Load& l) { return l.finish(); });
-        std::printf("3. 20 concurrent temperature reads, silent unit (each waits 1000 ms):\n"
+        std::printf("3. 20 concurrent temperature reads, silent unit (one wait of 1000 ms):\n"
                     "   all answered in %lld ms (slowest %.0f ms, fastest %.0f ms)\n",
                     (long long)ms, percentileMs(lat, 1.0), percentileMs(lat, 0.0));
         s.unit.setSilent(false);
     }
 
-    // 4. The focuser's own temperature asks the unit every time and waits for its reading, which
-    //    the 9600-baud line carries at about 20 a second: the unit's answers queue up on the line
-    //    (and keep arriving long after), so this runs last.
-    closedLoop("4. 32 clients, focuser position, ismoving and temperature (asks the unit)",
+    // 4. The temperature is read from the unit at most once a second, whatever the clients do.
+    runFor(1100);
+    closedLoop("4. 32 clients, focuser position, ismoving and temperature",
                {"/api/v1/focuser/0/position", "/api/v1/focuser/0/ismoving",
                 "/api/v1/focuser/0/temperature"});
+
+    // 5. Every standard status read, while the focuser and the rotator move to and fro.
+    {
+        runFor(1100);
+        s.unit.setRotatorSpeed(200); // one degree a second: the rotator keeps moving
+        s.unit.setFocusSpeed(500);
+        request(port, "PUT", "/api/v1/focuser/0/move", "Position=20000");
+        request(port, "PUT", "/api/v1/rotator/0/moveabsolute", "Position=180");
+        const QList<QByteArray> reads{
+            "/api/v1/focuser/0/position",          "/api/v1/focuser/0/ismoving",
+            "/api/v1/focuser/0/temperature",       "/api/v1/rotator/0/position",
+            "/api/v1/rotator/0/ismoving",          "/api/v1/rotator/0/targetposition",
+            "/api/v1/switch/0/getswitchvalue?Id=9"};
+        // The first read of a device waits for one query; the figures are for the steady state.
+        for (const QByteArray& target : reads)
+            request(port, "GET", target);
+        s.unit.clearReceived();
+        inLoadThread(load, [&](Load& l) {
+            l.startClients(port, 32, reads, 100);
+            return 0;
+        });
+        runFor(runMs);
+        auto [lat, errors] = inLoadThread(load, [](Load& l) { return l.finish(); });
+        const QByteArray sent = s.unit.receivedBytes();
+        const double seconds = double(runMs) / 1000.0;
+        std::printf("5. 32 clients polling every standard read at 10 Hz, devices moving:\n"
+                    "   %.0f requests/s, p50 %.2f ms, p99 %.2f ms, max %.2f ms, %d error replies\n"
+                    "   per second: \" Q \" %.1f (focuser), \" R \" %.1f (rotator), "
+                    "\"T \" %.1f (temperatures)\n",
+                    double(lat.size()) / seconds, percentileMs(lat, 0.5), percentileMs(lat, 0.99),
+                    percentileMs(lat, 1.0), errors, double(sent.count(" Q ")) / seconds,
+                    double(sent.count(" R ")) / seconds, double(sent.count("T ")) / seconds);
+    }
 
     thread.quit();
     thread.wait();

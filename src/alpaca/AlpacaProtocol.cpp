@@ -6,6 +6,7 @@
 #include <QLocale>
 #include <QSet>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -50,13 +51,33 @@ Params::Lookup Params::find(QStringView name) const {
     return {};
 }
 
+namespace {
+
+std::optional<quint32> parseId(const QString& text) {
+    if (text.isEmpty() || text.size() > 10 ||
+        !std::all_of(text.begin(), text.end(), [](QChar c) { return c >= u'0' && c <= u'9'; }))
+        return std::nullopt;
+    const qulonglong v = text.toULongLong();
+    if (v > 0xFFFFFFFFull)
+        return std::nullopt;
+    return quint32(v);
+}
+
+} // namespace
+
 quint32 Params::id(QStringView name) const {
     const Lookup l = find(name);
-    if (!l.found)
-        return 0;
-    bool ok = false;
-    const qulonglong v = l.value.toULongLong(&ok);
-    return ok && v <= 0xFFFFFFFFull && !l.value.startsWith(u'+') ? quint32(v) : 0;
+    return l.found ? parseId(l.value).value_or(0) : 0;
+}
+
+QString Params::idProblem() const {
+    for (const QStringView name : {u"ClientID", u"ClientTransactionID"}) {
+        const Lookup l = find(name);
+        if (l.found && !parseId(l.value))
+            return QStringLiteral("%1=%2 is not a whole number from 0 to 4294967295")
+                .arg(name.toString(), l.value);
+    }
+    return {};
 }
 
 std::optional<bool> parseBool(const QString& text) {

@@ -38,9 +38,12 @@ public:
     };
     Lookup find(QStringView name) const;
 
-    // Absent, misspelt or unparseable ids read as 0, as the API asks.
+    // Absent or misspelt ids read as 0, as the API asks.
     quint32 clientTransactionId() const { return id(u"ClientTransactionID"); }
     quint32 clientId() const { return id(u"ClientID"); }
+    // Why a client id given is not one: the API's ids are unsigned 32-bit integers written in
+    // plain digits (0 to 4294967295). Empty when both are absent or usable.
+    QString idProblem() const;
     Casing casing() const { return casing_; }
 
 private:

@@ -39,13 +39,14 @@ QByteArray table(const QString& caption, const AlpacaServer::Rows& rows) {
 
 AlpacaServer::AlpacaServer(DeviceProvider& devices, DeviceIds ids, Clock& clock, QObject* parent)
     : QObject(parent)
+    , context_{devices, clock, &memory_}
     , ids_(std::move(ids))
     , clock_(clock)
     , description_{QStringLiteral("Mivel driver server"), QStringLiteral("Vark"),
                    QStringLiteral(MIVEL_VERSION), QSysInfo::machineHostName()} {
-    endpoints_.push_back(makeFocuserEndpoint(devices));
-    endpoints_.push_back(makeRotatorEndpoint(devices));
-    endpoints_.push_back(makeSwitchEndpoint(devices));
+    endpoints_.push_back(makeFocuserEndpoint(context_));
+    endpoints_.push_back(makeRotatorEndpoint(context_));
+    endpoints_.push_back(makeSwitchEndpoint(context_));
 }
 
 AlpacaServer::~AlpacaServer() = default;
@@ -168,7 +169,9 @@ AlpacaServer::DeviceCall AlpacaServer::resolve(const http::Request& request) {
     }
     call.params =
         *verb == Verb::Get ? Params::fromQuery(request.query) : Params::fromForm(request.body);
-    call.refusal = collectArguments(*call.route, call.params, &call.args);
+    call.refusal = call.params.idProblem();
+    if (call.refusal.isEmpty())
+        call.refusal = collectArguments(*call.route, call.params, &call.args);
     return call;
 }
 
@@ -221,6 +224,10 @@ void AlpacaServer::serveManagement(const http::Request& request, const http::Res
         return;
     }
     const Params params = Params::fromQuery(request.query);
+    if (const QString problem = params.idProblem(); !problem.isEmpty()) {
+        responder.send(badRequest(problem));
+        return;
+    }
     responder.send(http::Response::json(
         encodeManagementReply(value, params.clientTransactionId(), nextServerTransactionId())));
 }

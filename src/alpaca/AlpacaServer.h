@@ -44,6 +44,9 @@ public:
     // objects' own waits end far sooner; this only guards the client against a wait that
     // never ends.
     void setAnswerDeadline(qint64 ms) { answerDeadlineMs_ = ms; }
+    // Where values that outlive the server are kept (the rotator's sync offset); without one
+    // they last as long as the server. Set it before the first request.
+    void setKeptValues(KeptValues* kept) { context_.kept = kept ? kept : &memory_; }
     // The settings shown on the setup pages.
     void setSettingsRows(std::function<Rows()> rows) { settingsRows_ = std::move(rows); }
     // Serving beyond the loopback, the setup pages leave out what tells a stranger about the
@@ -77,6 +80,8 @@ private:
     Task<QByteArray> setupPage(DeviceEndpoint* device);
     QByteArray indexPage() const;
 
+    MemoryKeptValues memory_;
+    EndpointContext context_;
     std::vector<std::unique_ptr<DeviceEndpoint>> endpoints_;
     DeviceIds ids_;
     Clock& clock_;

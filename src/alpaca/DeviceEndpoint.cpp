@@ -47,11 +47,14 @@ QJsonValue asActionText(const QJsonValue& v) {
 
 } // namespace
 
-DeviceEndpoint::DeviceEndpoint(DeviceProvider& provider, DeviceIdentity identity)
-    : provider_(provider)
+DeviceEndpoint::DeviceEndpoint(EndpointContext& context, DeviceIdentity identity)
+    : context_(context)
+    , provider_(context.provider)
     , identity_(std::move(identity)) {}
 
-DeviceEndpoint::~DeviceEndpoint() = default;
+DeviceEndpoint::~DeviceEndpoint() {
+    *alive_ = false;
+}
 
 AutomationDevice& DeviceEndpoint::device() {
     return provider_.device(identity_.kind);
@@ -186,6 +189,39 @@ Task<Reply> DeviceEndpoint::invoke(QString member, QVariantList args) {
 
 Reply DeviceEndpoint::notImplemented(const QString& what) {
     return Reply::failure(NotImplemented, what + QStringLiteral(" not implemented"));
+}
+
+Reply DeviceEndpoint::notConnected() const {
+    return Reply::failure(NotConnected, identity_.name + QStringLiteral(" is not connected"));
+}
+
+DeviceEndpoint::Run DeviceEndpoint::connectedOnly(Run run) {
+    return [this, run = std::move(run)](const QVariantList& args) {
+        if (!linked())
+            return Task<Reply>::ready(notConnected());
+        return run(args);
+    };
+}
+
+std::unique_ptr<StatusMirror> DeviceEndpoint::makeMirror(QStringList members,
+                                                         qint64 queryIntervalMs) {
+    auto mirror = std::make_unique<StatusMirror>(
+        context_.clock, std::move(members), [this](const QString& m) { return read(m); },
+        queryIntervalMs);
+    mirror->setActive([this] { return linked(); });
+    return mirror;
+}
+
+Reply DeviceEndpoint::valueOf(const StatusMirror::Values& values, const QString& member) {
+    const auto it = values.find(member);
+    if (it == values.end())
+        return Reply::failure(UnitFailure, QStringLiteral("%1 has not been read").arg(member));
+    return *it;
+}
+
+Task<Reply> DeviceEndpoint::mirrored(StatusMirror& mirror, QString member) {
+    const StatusMirror::Values values = co_await mirror.current();
+    co_return valueOf(values, member);
 }
 
 Task<Reply> DeviceEndpoint::action(QString name, QString parameters) {

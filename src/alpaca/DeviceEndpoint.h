@@ -1,10 +1,13 @@
 #pragma once
 
 #include "AlpacaProtocol.h"
+#include "StatusMirror.h"
 
 #include "drivers/AutomationDevice.h"
+#include "link/Clock.h"
 #include "link/Task.h"
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
 
@@ -42,6 +45,34 @@ struct DeviceIdentity {
     int interfaceVersion;
 };
 
+// Values the Alpaca layer keeps across restarts of the server (the rotator's sync offset).
+class KeptValues {
+public:
+    virtual ~KeptValues() = default;
+    virtual std::optional<double> number(const QString& name) const = 0;
+    virtual void setNumber(const QString& name, double value) = 0;
+};
+
+// Kept for as long as the process runs.
+class MemoryKeptValues final : public KeptValues {
+public:
+    std::optional<double> number(const QString& name) const override {
+        const auto it = values_.find(name);
+        return it == values_.end() ? std::nullopt : std::optional<double>(*it);
+    }
+    void setNumber(const QString& name, double value) override { values_[name] = value; }
+
+private:
+    QHash<QString, double> values_;
+};
+
+// What the endpoints of one server share.
+struct EndpointContext {
+    DeviceProvider& provider;
+    Clock& clock;
+    KeptValues* kept; // where the endpoints keep values across restarts
+};
+
 // The unit reports temperatures in degrees Fahrenheit; the Alpaca interfaces ask for Celsius.
 inline double celsiusFromFahrenheit(double fahrenheit) {
     return (fahrenheit - 32.0) * 5.0 / 9.0;
@@ -52,9 +83,13 @@ inline double celsiusFromFahrenheit(double fahrenheit) {
 // object under its own lower-case name too, unless a common or standard member already has that
 // name. The routes are built when a client first addresses the device, which is also when the
 // object is created.
+//
+// Two layers meet here. The standard members behave as the ASCOM interface asks (state right
+// after a move, moves under compensation, limits, not-connected errors, reads that answer at
+// once from values kept fresh); the members served by name behave exactly as the object's own.
 class DeviceEndpoint {
 public:
-    DeviceEndpoint(DeviceProvider& provider, DeviceIdentity identity);
+    DeviceEndpoint(EndpointContext& context, DeviceIdentity identity);
     virtual ~DeviceEndpoint();
     DeviceEndpoint(const DeviceEndpoint&) = delete;
     DeviceEndpoint& operator=(const DeviceEndpoint&) = delete;
@@ -90,6 +125,26 @@ protected:
         return [this, member](const QVariantList&) { return read(member); };
     }
     static Reply notImplemented(const QString& what);
+    Reply notConnected() const;
+    // A standard member the interface refuses while the device is not connected.
+    using Run = std::function<Task<Reply>(const QVariantList&)>;
+    Run connectedOnly(Run run);
+
+    Clock& clock() const { return context_.clock; }
+    KeptValues* kept() const { return context_.kept; }
+    // A mirror of status members read through this object (see StatusMirror); it reads only
+    // while the device is connected.
+    std::unique_ptr<StatusMirror> makeMirror(QStringList members, qint64 queryIntervalMs);
+    // One member's value from a mirror.
+    Task<Reply> mirrored(StatusMirror& mirror, QString member);
+    // A member of a mirror's values, or why there is none.
+    static Reply valueOf(const StatusMirror::Values& values, const QString& member);
+
+    // Coroutines of the endpoint copy this first and check it after every co_await: the server
+    // may have gone meanwhile.
+    using Alive = std::shared_ptr<const bool>;
+    Alive alive() const { return alive_; }
+    static bool gone(const Alive& token) { return !*token; }
 
     // devicestate from named reads: each pair is (name in the reply, object member). Values that
     // cannot be read are left out, as the API allows.
@@ -107,8 +162,10 @@ private:
     Task<Reply> connectInBackground();
     Reply connecting();
 
+    EndpointContext& context_;
     DeviceProvider& provider_;
     DeviceIdentity identity_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     std::vector<Route> routes_;
     QStringList extras_;
     bool built_ = false;
@@ -118,8 +175,8 @@ private:
         std::make_shared<std::optional<Reply>>();
 };
 
-std::unique_ptr<DeviceEndpoint> makeFocuserEndpoint(DeviceProvider& provider);
-std::unique_ptr<DeviceEndpoint> makeRotatorEndpoint(DeviceProvider& provider);
-std::unique_ptr<DeviceEndpoint> makeSwitchEndpoint(DeviceProvider& provider);
+std::unique_ptr<DeviceEndpoint> makeFocuserEndpoint(EndpointContext& context);
+std::unique_ptr<DeviceEndpoint> makeRotatorEndpoint(EndpointContext& context);
+std::unique_ptr<DeviceEndpoint> makeSwitchEndpoint(EndpointContext& context);
 
 } // namespace mivel::alpaca

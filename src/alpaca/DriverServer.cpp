@@ -1,8 +1,32 @@
 #include "DriverServer.h"
 
 #include "app/AppContext.h"
+#include "app/SettingsKey.h"
 
 namespace mivel::alpaca {
+namespace {
+
+// Values of the Alpaca layer beside the settings, as text so that a fraction of a degree stays.
+class SettingsKeptValues final : public KeptValues {
+public:
+    explicit SettingsKeptValues(SettingsStore& store)
+        : store_(store) {}
+    std::optional<double> number(const QString& name) const override {
+        QVariant value;
+        if (readSetting(store_, name, &value) != SettingsStore::Success)
+            return std::nullopt;
+        return settingNumber(value);
+    }
+    void setNumber(const QString& name, double value) override {
+        writeSetting(store_, name, int(SettingsStore::Type::String),
+                     QString::number(value, 'g', 17));
+    }
+
+private:
+    SettingsStore& store_;
+};
+
+} // namespace
 
 DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServerOptions options,
                            QObject* parent)
@@ -12,7 +36,9 @@ DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServerOptio
     DeviceIds ids = DeviceIds::load(ctx.paths().configDir, AlpacaServer::deviceTypes());
     if (!ids.problem().isEmpty())
         ctx.prompt().inform(ids.problem(), QStringLiteral("Mivel"), Prompt::Icon::Warning);
+    kept_ = std::make_unique<SettingsKeptValues>(ctx.store());
     alpaca_ = std::make_unique<AlpacaServer>(devices, std::move(ids), ctx.clock());
+    alpaca_->setKeptValues(kept_.get());
     alpaca_->setSettingsRows([this] { return settingsRows(); });
     http_ = std::make_unique<http::Server>(
         [this](const http::Request& r, http::Responder out) { alpaca_->handle(r, out); },

@@ -39,6 +39,7 @@ private:
 
     AppContext& ctx_;
     ServerOptions options_;
+    std::unique_ptr<KeptValues> kept_;
     std::unique_ptr<AlpacaServer> alpaca_;
     std::unique_ptr<http::Server> http_;
     std::unique_ptr<DiscoveryResponder> discovery_;

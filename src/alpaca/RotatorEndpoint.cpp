@@ -1,16 +1,29 @@
 // rotator/0: the rotator object as an IRotatorV4 device.
 //
-// The object has one angle: the unit's own, which ResetPosition redefines. So the mechanical
-// position and the position are the same angle, except that Reverse mirrors the position (and
-// every angle a client gives) for optics that turn the image the other way. Angles reach the
-// client in 0..360 as the interface asks.
+// The object has one angle: the unit's own, which its ResetPosition redefines. That angle is the
+// interface's mechanical position. The position is the mechanical one mirrored when Reverse is
+// set (for optics that turn the image the other way), plus the offset that Sync sets: a sync
+// moves nothing and changes nothing in the unit, and the offset is kept across restarts. Angles
+// reach the client in 0..360 as the interface asks.
+//
+// A move reads as moving, towards its target, from the moment it is sent until the unit's
+// replies show that it ended.
 
 #include "DeviceEndpoint.h"
+#include "MoveWatch.h"
+
+#include "drivers/Rotator.h"
 
 #include <cmath>
 
 namespace mivel::alpaca {
 namespace {
+
+const QString Position = QStringLiteral("Position");
+const QString IsMoving = QStringLiteral("IsMoving");
+const QString SyncOffsetName = QStringLiteral("AlpacaRotatorSyncOffset");
+// Two steps of the unit: a position this close to the target is the target.
+constexpr double ArrivalDegrees = 2.0 / rotator::StepsPerDegree;
 
 double normalised(double degrees) {
     double a = std::fmod(degrees, 360.0);
@@ -23,11 +36,27 @@ bool isAngle(double degrees) {
     return degrees >= 0.0 && degrees < 360.0;
 }
 
+double angularDistance(double a, double b) {
+    const double d = normalised(a - b);
+    return std::min(d, 360.0 - d);
+}
+
+Reply outsideATurn(double degrees) {
+    return Reply::failure(InvalidValue,
+                          QStringLiteral("Position %1 is outside 0 to 360 degrees").arg(degrees));
+}
+
 class RotatorEndpoint final : public DeviceEndpoint {
 public:
-    explicit RotatorEndpoint(DeviceProvider& provider)
-        : DeviceEndpoint(provider, {DeviceProvider::Kind::Rotator, "rotator", "Rotator",
-                                    "Mivel Rotator", "Mivel Dorna rotator (Vark_AE.Rotator)", 4}) {}
+    explicit RotatorEndpoint(EndpointContext& context)
+        : DeviceEndpoint(context, {DeviceProvider::Kind::Rotator, "rotator", "Rotator",
+                                   "Mivel Rotator", "Mivel Dorna rotator (Vark_AE.Rotator)", 4})
+        , watch_(Rotator::QueryIntervalMs) {
+        status_ = makeMirror({Position, IsMoving}, Rotator::QueryIntervalMs);
+        status_->setWanted([this] { return watch_.active(); });
+        status_->setOnReading(
+            [this](const StatusMirror::Values& v, qint64 startedAt) { onStatus(v, startedAt); });
+    }
 
 protected:
     std::vector<Route> standardRoutes() override {
@@ -35,57 +64,58 @@ protected:
         const std::vector<ParamSpec> position{{"Position", T::Double}};
         return {
             {"canreverse", Verb::Get, {}, ready(Reply::of(true))},
-            {"reverse",
-             Verb::Get,
-             {},
-             [this](const QVariantList&) { return Task<Reply>::ready(Reply::of(reverse_)); }},
+            {"reverse", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
+                 return Task<Reply>::ready(Reply::of(reverse_));
+             })},
             {"reverse",
              Verb::Put,
              {{"Reverse", T::Bool}},
-             [this](const QVariantList& a) {
+             connectedOnly([this](const QVariantList& a) {
                  reverse_ = a[0].toBool();
                  return Task<Reply>::ready(Reply::none());
-             }},
-            {"ismoving", Verb::Get, {}, reading(QStringLiteral("IsMoving"))},
-            {"position",
-             Verb::Get,
-             {},
-             [this](const QVariantList&) { return angle("Position", reverse_); }},
-            {"mechanicalposition",
-             Verb::Get,
-             {},
-             [this](const QVariantList&) { return angle("Position", false); }},
-            {"targetposition",
-             Verb::Get,
-             {},
-             [this](const QVariantList&) { return angle("SetPosition", reverse_); }},
+             })},
+            {"ismoving", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
+                 return moving();
+             })},
+            {"position", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
+                 return angle(false);
+             })},
+            {"mechanicalposition", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
+                 return angle(true);
+             })},
+            {"targetposition", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
+                 return targetPosition();
+             })},
             {"stepsize", Verb::Get, {}, reading(QStringLiteral("StepSize"))},
-            {"halt", Verb::Put, {}, [this](const QVariantList&) { return invoke("Halt", {}); }},
+            {"halt", Verb::Put, {}, connectedOnly([this](const QVariantList&) { return halt(); })},
             {"move", Verb::Put, position,
-             [this](const QVariantList& a) {
-                 const double by = a[0].toDouble();
-                 return invoke("Move", {reverse_ ? -by : by});
-             }},
-            {"moveabsolute", Verb::Put, position,
-             [this](const QVariantList& a) {
-                 return toAngle("MoveAbsolute", a[0].toDouble(), reverse_);
-             }},
-            {"movemechanical", Verb::Put, position,
-             [this](const QVariantList& a) {
-                 return toAngle("MoveAbsolute", a[0].toDouble(), false);
-             }},
-            {"sync", Verb::Put, position,
-             [this](const QVariantList& a) {
-                 return toAngle("ResetPosition", a[0].toDouble(), reverse_);
-             }},
+             connectedOnly([this](const QVariantList& a) { return moveBy(a[0].toDouble()); })},
+            {"moveabsolute", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
+                 const double sky = a[0].toDouble();
+                 if (!isAngle(sky))
+                     return Task<Reply>::ready(outsideATurn(sky));
+                 return moveTo(mechanicalOf(sky));
+             })},
+            {"movemechanical", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
+                 const double mechanical = a[0].toDouble();
+                 if (!isAngle(mechanical))
+                     return Task<Reply>::ready(outsideATurn(mechanical));
+                 return moveTo(mechanical);
+             })},
+            {"sync", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
+                 const double sky = a[0].toDouble();
+                 if (!isAngle(sky))
+                     return Task<Reply>::ready(outsideATurn(sky));
+                 return sync(sky);
+             })},
         };
     }
 
     Task<Reply> deviceState() override {
         return collectState({
-            {"IsMoving", [this] { return read("IsMoving"); }},
-            {"MechanicalPosition", [this] { return angle("Position", false); }},
-            {"Position", [this] { return angle("Position", reverse_); }},
+            {"IsMoving", [this] { return moving(); }},
+            {"MechanicalPosition", [this] { return angle(true); }},
+            {"Position", [this] { return angle(false); }},
         });
     }
 
@@ -94,33 +124,135 @@ private:
         return [r](const QVariantList&) { return Task<Reply>::ready(r); };
     }
 
-    static double mirrored(double degrees, bool reverse) {
-        return reverse ? normalised(360.0 - degrees) : normalised(degrees);
+    double syncOffset() {
+        if (!offset_)
+            offset_ = kept()->number(SyncOffsetName).value_or(0.0);
+        return *offset_;
+    }
+    // The position of a mechanical angle, and back.
+    double skyOf(double mechanical) {
+        const double turned = reverse_ ? 360.0 - mechanical : mechanical;
+        return normalised(turned + syncOffset());
+    }
+    double mechanicalOf(double sky) {
+        const double turned = normalised(sky - syncOffset());
+        return reverse_ ? normalised(360.0 - turned) : turned;
     }
 
-    Task<Reply> angle(QString member, bool reverse) {
-        Reply r = co_await read(member);
+    // The unit's angle from the last reading, or its error.
+    Task<Reply> mechanicalNow() { return mirrored(*status_, Position); }
+
+    Task<Reply> angle(bool mechanical) {
+        const Alive token = alive();
+        Reply r = co_await mechanicalNow();
+        if (gone(token))
+            co_return Reply::none();
         if (r.value.isDouble())
-            r.value = mirrored(r.value.toDouble(), reverse);
+            r.value = mechanical ? normalised(r.value.toDouble()) : skyOf(r.value.toDouble());
         co_return r;
     }
 
-    // A method that takes an absolute angle, which the interface bounds to 0..360.
-    Task<Reply> toAngle(QString method, double degrees, bool reverse) {
-        if (!isAngle(degrees))
-            return Task<Reply>::ready(Reply::failure(
-                InvalidValue,
-                QStringLiteral("Position %1 is outside 0 to 360 degrees").arg(degrees)));
-        return invoke(method, {reverse ? mirrored(degrees, true) : degrees});
+    Task<Reply> moving() {
+        const Alive token = alive();
+        const StatusMirror::Values values = co_await status_->current();
+        if (gone(token))
+            co_return Reply::none();
+        if (watch_.active())
+            co_return Reply::of(true);
+        co_return valueOf(values, IsMoving);
+    }
+
+    // The target of the move under way, or of the last one; before any, where it stands.
+    Task<Reply> targetPosition() {
+        if (watch_.active() || lastTarget_)
+            co_return Reply::of(skyOf(watch_.active() ? watch_.target() : *lastTarget_));
+        Reply here = co_await angle(false);
+        co_return here;
+    }
+
+    Task<Reply> moveBy(double degrees) {
+        const Alive token = alive();
+        double from = 0;
+        if (watch_.active()) {
+            from = watch_.target();
+        } else {
+            const Reply r = co_await mechanicalNow();
+            if (gone(token))
+                co_return Reply::none();
+            if (!r.ok())
+                co_return r;
+            from = r.value.toDouble();
+        }
+        const double by = reverse_ ? -degrees : degrees;
+        const QVariantList args{by};
+        const Reply moved = co_await invoke(QStringLiteral("Move"), args);
+        if (gone(token))
+            co_return Reply::none();
+        if (moved.ok())
+            follow(normalised(from + by));
+        co_return moved;
+    }
+
+    Task<Reply> moveTo(double mechanical) {
+        const Alive token = alive();
+        const QVariantList args{mechanical};
+        const Reply moved = co_await invoke(QStringLiteral("MoveAbsolute"), args);
+        if (gone(token))
+            co_return Reply::none();
+        if (moved.ok())
+            follow(mechanical);
+        co_return moved;
+    }
+
+    void follow(double mechanicalTarget) {
+        lastTarget_ = mechanicalTarget;
+        watch_.start(mechanicalTarget, clock().nowMs());
+        status_->wake();
+    }
+
+    Task<Reply> halt() {
+        const Alive token = alive();
+        const Reply r = co_await invoke(QStringLiteral("Halt"), {});
+        if (gone(token))
+            co_return Reply::none();
+        watch_.stop();
+        co_return r;
+    }
+
+    Task<Reply> sync(double sky) {
+        const Alive token = alive();
+        const Reply r = co_await mechanicalNow();
+        if (gone(token))
+            co_return Reply::none();
+        if (!r.ok())
+            co_return r;
+        const double mechanical = r.value.toDouble();
+        const double turned = reverse_ ? 360.0 - mechanical : mechanical;
+        offset_ = normalised(sky - turned);
+        kept()->setNumber(SyncOffsetName, *offset_);
+        co_return Reply::none();
+    }
+
+    void onStatus(const StatusMirror::Values& values, qint64 startedAt) {
+        const Reply position = valueOf(values, Position);
+        if (!watch_.active() || !position.value.isDouble())
+            return;
+        const double at = position.value.toDouble();
+        const bool atTarget = angularDistance(at, watch_.target()) < ArrivalDegrees;
+        watch_.ended(startedAt, valueOf(values, IsMoving).value.toBool(), at, atTarget);
     }
 
     bool reverse_ = false;
+    std::optional<double> offset_;     // read from where it is kept on first use
+    std::optional<double> lastTarget_; // mechanical
+    MoveWatch watch_;
+    std::unique_ptr<StatusMirror> status_;
 };
 
 } // namespace
 
-std::unique_ptr<DeviceEndpoint> makeRotatorEndpoint(DeviceProvider& provider) {
-    return std::make_unique<RotatorEndpoint>(provider);
+std::unique_ptr<DeviceEndpoint> makeRotatorEndpoint(EndpointContext& context) {
+    return std::make_unique<RotatorEndpoint>(context);
 }
 
 } // namespace mivel::alpaca

@@ -2,8 +2,13 @@
 // writable switches with the ranges and steps the object accepts; the four temperatures are
 // read-only switches, in degrees Celsius as the interface expects. Every member of the object is
 // also served under its own name, with the object's own values (the unit's Fahrenheit readings).
+//
+// The object takes a fan or heater power only in manual mode; the interface offers the power
+// switch as writable whatever the mode, so writing it first sets its mode switch to manual.
 
 #include "DeviceEndpoint.h"
+
+#include "drivers/Temperature.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -25,6 +30,7 @@ struct SwitchDef {
     double step;
     bool writable;
     bool fahrenheit; // the member reads degrees Fahrenheit; the switch shows Celsius
+    const char* manualMode = nullptr; // the mode member set to manual (0) before a write
 };
 
 // The unit reports temperatures in hundredths of a degree Fahrenheit: a step of 1/180 degree
@@ -35,8 +41,8 @@ constexpr double CelsiusStep = 1.0 / 180.0;
 constexpr std::array<SwitchDef, 13> Switches{{
     {"FanMode", "Fan mode", "Fan mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true,
      false},
-    {"FanSpeed", "Fan power", "Fan power in percent, set in manual fan mode", 0, 100, 1, true,
-     false},
+    {"FanSpeed", "Fan power", "Fan power in percent; writing it sets the fan mode to manual first",
+     0, 100, 1, true, false, "FanMode"},
     {"FanDeadband", "Fan dead band",
      "Dead band of the automatic fan, degrees Fahrenheit as the unit counts them", 0, 10, 0.1, true,
      false},
@@ -46,7 +52,9 @@ constexpr std::array<SwitchDef, 13> Switches{{
      "Secondary mirror heater mode: 0 manual, 1 and 2 the unit's automatic modes", 0, 2, 1, true,
      false},
     {"SecondaryHeaterPower", "Secondary heater power",
-     "Secondary mirror heater power in percent, set in manual heater mode", 0, 100, 1, true, false},
+     "Secondary mirror heater power in percent; writing it sets the secondary heater mode to "
+     "manual first",
+     0, 100, 1, true, false, "SecondaryHeaterMode"},
     {"SecondaryHeaterSetpoint", "Secondary heater set point",
      "Set point of the automatic secondary mirror heater, degrees Fahrenheit as the unit counts "
      "them",
@@ -67,10 +75,17 @@ constexpr std::array<SwitchDef, 13> Switches{{
 
 class SwitchEndpoint final : public DeviceEndpoint {
 public:
-    explicit SwitchEndpoint(DeviceProvider& provider)
-        : DeviceEndpoint(provider, {DeviceProvider::Kind::Temperature, "switch", "Switch",
-                                    "Mivel Temperature",
-                                    "Mivel temperatures, fan, secondary and dew heaters", 3}) {}
+    explicit SwitchEndpoint(EndpointContext& context)
+        : DeviceEndpoint(context, {DeviceProvider::Kind::Temperature, "switch", "Switch",
+                                   "Mivel Temperature",
+                                   "Mivel temperatures, fan, secondary and dew heaters. Writing a "
+                                   "power switch sets its mode switch to manual first.",
+                                   3}) {
+        QStringList members;
+        for (const SwitchDef& s : Switches)
+            members << QString::fromLatin1(s.member);
+        values_ = makeMirror(members, Temperature::QueryIntervalMs);
+    }
 
 protected:
     std::vector<Route> standardRoutes() override {
@@ -115,21 +130,23 @@ protected:
             {"maxswitchvalue", Verb::Get, id, fixed([](const SwitchDef& s) { return s.max; })},
             {"switchstep", Verb::Get, id, fixed([](const SwitchDef& s) { return s.step; })},
             {"getswitchvalue", Verb::Get, id,
-             withId([this](const SwitchDef& s, const QVariantList&) { return value(s, false); })},
+             connectedOnly(withId(
+                 [this](const SwitchDef& s, const QVariantList&) { return value(s, false); }))},
             {"getswitch", Verb::Get, id,
-             withId([this](const SwitchDef& s, const QVariantList&) { return value(s, true); })},
+             connectedOnly(withId(
+                 [this](const SwitchDef& s, const QVariantList&) { return value(s, true); }))},
             {"setswitch",
              Verb::Put,
              {{"Id", T::Int}, {"State", T::Bool}},
-             withId([this](const SwitchDef& s, const QVariantList& a) {
+             connectedOnly(withId([this](const SwitchDef& s, const QVariantList& a) {
                  return setTo(s, a[1].toBool() ? s.max : s.min);
-             })},
+             }))},
             {"setswitchvalue",
              Verb::Put,
              {{"Id", T::Int}, {"Value", T::Double}},
-             withId([this](const SwitchDef& s, const QVariantList& a) {
+             connectedOnly(withId([this](const SwitchDef& s, const QVariantList& a) {
                  return setTo(s, a[1].toDouble());
-             })},
+             }))},
             {"setswitchname",
              Verb::Put,
              {{"Id", T::Int}, {"Name", T::QString}},
@@ -169,7 +186,7 @@ protected:
 private:
     // A switch's value, or as a boolean: on whenever it is above its minimum.
     Task<Reply> value(const SwitchDef& s, bool asState) {
-        Reply r = co_await read(s.member);
+        Reply r = co_await mirrored(*values_, QString::fromLatin1(s.member));
         if (!r.value.isDouble())
             co_return r;
         const double v =
@@ -182,7 +199,24 @@ private:
         if (!s.writable)
             return Task<Reply>::ready(
                 notImplemented(QStringLiteral("Writing %1").arg(QString::fromLatin1(s.name))));
-        return write(s.member, memberValue(s.member, v));
+        return write(s, memberValue(s.member, v));
+    }
+
+    Task<Reply> write(const SwitchDef& s, QVariant v) {
+        const Alive token = alive();
+        if (s.manualMode != nullptr) {
+            const Reply manual = co_await DeviceEndpoint::write(s.manualMode, 0);
+            if (gone(token))
+                co_return Reply::none();
+            if (!manual.ok())
+                co_return manual;
+        }
+        const Reply r = co_await DeviceEndpoint::write(s.member, v);
+        if (gone(token))
+            co_return Reply::none();
+        // Clients read back what they wrote: the next read waits for a reading taken after it.
+        values_->invalidate();
+        co_return r;
     }
 
     // The value in the member's own type. A whole-number member gets the nearest whole number;
@@ -197,12 +231,14 @@ private:
         const double hi = std::numeric_limits<qint16>::max();
         return int(std::clamp(std::round(v), lo, hi));
     }
+
+    std::unique_ptr<StatusMirror> values_;
 };
 
 } // namespace
 
-std::unique_ptr<DeviceEndpoint> makeSwitchEndpoint(DeviceProvider& provider) {
-    return std::make_unique<SwitchEndpoint>(provider);
+std::unique_ptr<DeviceEndpoint> makeSwitchEndpoint(EndpointContext& context) {
+    return std::make_unique<SwitchEndpoint>(context);
 }
 
 } // namespace mivel::alpaca

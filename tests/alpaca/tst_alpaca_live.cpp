@@ -6,9 +6,11 @@
 #include "alpaca/DriverServer.h"
 #include "app/AppContext.h"
 #include "app/MemorySettingsStore.h"
+#include "app/SettingsKey.h"
 #include "drivers/DriverErrors.h"
 #include "drivers/DriverSet.h"
 #include "drivers/Rotator.h"
+#include "sim/OutputLine.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
@@ -76,9 +78,27 @@ class AlpacaLiveTest : public QObject {
         return QString::number(o["ErrorNumber"].toInt(-1), 16) +
                (message.isEmpty() ? "" : " " + message);
     }
-    void connectFocuser() {
-        QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=true"), "0");
+    void connectFocuser() { connectDevice("focuser"); }
+    void connectDevice(const QByteArray& type) {
+        QCOMPARE(outcome("/api/v1/" + type + "/0/connected", "Connected=true"), "0");
         rig->unit.clearReceived();
+    }
+    QJsonValue value(const QByteArray& target) { return rig->get(target)["Value"]; }
+    // Reads ismoving every 100 ms until it is false; how long that took.
+    qint64 untilStill(const QByteArray& type) {
+        const qint64 start = rig->clock.nowMs();
+        while (value("/api/v1/" + type + "/0/ismoving").toBool(true) &&
+               rig->clock.nowMs() - start < 30'000)
+            rig->advance(100);
+        return rig->clock.nowMs() - start;
+    }
+    // The commands the unit received, without the status and temperature queries.
+    QByteArrayList commands() const {
+        QByteArrayList out;
+        for (const QByteArray& word : rig->unit.receivedBytes().split(' '))
+            if (!word.isEmpty() && word != "Q" && word != "R" && word != "T")
+                out << word;
+        return out;
     }
     // Clients asking at the same moment, with transaction ids from 1.
     std::vector<std::unique_ptr<HttpTestClient>> clientsGet(int count, const QByteArray& target) {
@@ -107,16 +127,17 @@ private slots:
         QCOMPARE(rig->sent(" Q "), 1);
     }
 
-    void twentyReadsOfASilentUnitEndOnTheirOwnWaits() {
+    void twentyReadsOfASilentUnitShareOneWait() {
         connectFocuser();
         const double before = rig->get("/api/v1/focuser/0/temperature")["Value"].toDouble();
         rig->unit.setSilent(true);
+        rig->advance(5000); // the reading is too old to serve
         rig->unit.clearReceived();
         const auto clients = clientsGet(20, "/api/v1/focuser/0/temperature");
-        for (int i = 0; i < 20 && rig->sent(" T ") < 20; ++i)
+        for (int i = 0; i < 20; ++i)
             LiveRig::settle();
-        QCOMPARE(rig->sent(" T "), 20); // every read is waiting at once
-        // Each waits up to one second for its reading, then returns the last one it had.
+        QCOMPARE(rig->sent(" T "), 1); // every read waits for the same one
+        // It waits up to one second for the reading, then all get the last one there was.
         rig->advance(1010);
         for (int i = 0; i < 20; ++i) {
             const std::optional<HttpReply> r = clients[i]->take();
@@ -203,16 +224,11 @@ private slots:
         QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=2000"), "0");
     }
 
-    void temperaturesInCelsiusAndNotKnownBeforeAReading() {
+    void temperaturesInCelsius() {
         rig->unit.setAmbient(50.0); // degrees Fahrenheit
         rig->unit.setNightSwing(0);
-        rig->unit.setSilent(true);
-        const QJsonObject unknown = rig->get("/api/v1/focuser/0/temperature");
-        QCOMPARE(unknown["ErrorNumber"].toInt(), 0x402);
-        QVERIFY(!unknown.contains("Value"));
-        rig->unit.setSilent(false);
-        QCOMPARE(rig->get("/api/v1/switch/0/connected")["Value"].toBool(), false);
-        connectFocuser(); // its " T " reaches the temperature object too
+        connectFocuser();
+        connectDevice("switch");
         const auto near = [](const QJsonObject& o, double expected) {
             return std::abs(o["Value"].toDouble(-1000) - expected) < 0.1;
         };
@@ -264,7 +280,190 @@ private slots:
         rig->unit.setHungUp(false);
         QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=true"), "0");
         QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=3000"), "0");
-        QVERIFY(rig->unit.receivedBytes().endsWith("b3000 "));
+        QVERIFY(rig->unit.receivedBytes().contains("b3000 "));
+    }
+    // --- The standard members as the interfaces ask
+
+    void aRotatorReadsMovingTowardsItsTargetFromTheMomentAMoveReturns() {
+        rig->unit.setRotatorSpeed(7200); // 36 degrees a second
+        connectDevice("rotator");
+        QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 0.0);
+        QCOMPARE(value("/api/v1/rotator/0/ismoving").toBool(), false);
+
+        QCOMPARE(outcome("/api/v1/rotator/0/moveabsolute", "Position=90"), "0");
+        QCOMPARE(value("/api/v1/rotator/0/ismoving").toBool(), true);
+        QCOMPARE(value("/api/v1/rotator/0/targetposition").toDouble(-1), 90.0);
+        QVERIFY(untilStill("rotator") >= 2000); // a quarter turn at 36 degrees a second
+        QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 90.0);
+        QCOMPARE(value("/api/v1/rotator/0/targetposition").toDouble(-1), 90.0);
+
+        // A relative move, and one to a mechanical angle; halting ends the move at once.
+        QCOMPARE(outcome("/api/v1/rotator/0/move", "Position=-30"), "0");
+        QCOMPARE(value("/api/v1/rotator/0/ismoving").toBool(), true);
+        QCOMPARE(value("/api/v1/rotator/0/targetposition").toDouble(-1), 60.0);
+        untilStill("rotator");
+        QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 60.0);
+        QCOMPARE(outcome("/api/v1/rotator/0/movemechanical", "Position=300"), "0");
+        QCOMPARE(value("/api/v1/rotator/0/ismoving").toBool(), true);
+        QCOMPARE(value("/api/v1/rotator/0/targetposition").toDouble(-1), 300.0);
+        rig->advance(300);
+        QCOMPARE(outcome("/api/v1/rotator/0/halt", ""), "0");
+        QVERIFY(untilStill("rotator") < 1000);
+        QVERIFY(rig->unit.rotatorPosition() != 300 * 200);
+    }
+
+    void aRotatorSyncIsAnOffsetThatOutlivesTheServer() {
+        connectDevice("rotator");
+        QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 0.0);
+        QCOMPARE(outcome("/api/v1/rotator/0/sync", "Position=30"), "0");
+        QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 30.0); // at once
+        QCOMPARE(value("/api/v1/rotator/0/mechanicalposition").toDouble(-1), 0.0);
+        QCOMPARE(commands(), QByteArrayList()); // the unit's own angle is left alone
+        QCOMPARE(outcome("/api/v1/rotator/0/moveabsolute", "Position=60"), "0");
+        QCOMPARE(commands(), QByteArrayList{"|6000"});
+        QCOMPARE(value("/api/v1/rotator/0/targetposition").toDouble(-1), 60.0);
+        untilStill("rotator");
+        QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 60.0);
+        QCOMPARE(value("/api/v1/rotator/0/mechanicalposition").toDouble(-1), 30.0);
+
+        // A new server on the same settings knows the offset.
+        alpaca::DriverServer again(rig->ctx, rig->drivers, [] {
+            ServerOptions o;
+            o.alpacaPort = 0;
+            return o;
+        }());
+        QString error;
+        QVERIFY(again.start(&error));
+        HttpTestClient c(again.port());
+        c.request("GET", "/api/v1/rotator/0/position");
+        QCOMPARE(rig->await(c).json()["Value"].toDouble(-1), 60.0);
+        QVariant kept;
+        QCOMPARE(readSetting(rig->ctx.store(), "AlpacaRotatorSyncOffset", &kept), 0L);
+        QCOMPARE(kept.toDouble(), 30.0);
+    }
+
+    void aFocuserMovesUnderCompensationAndResumesIt() {
+        connectFocuser();
+        QCOMPARE(outcome("/api/v1/focuser/0/tempcomp", "TempComp=true"), "0");
+        QCOMPARE(rig->unit.tempCompMode(), 1);
+        rig->unit.clearReceived();
+
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=2000"), "0");
+        QCOMPARE(commands(), (QByteArrayList{"+0", "b2000"}));
+        QCOMPARE(rig->unit.tempCompMode(), 0);
+        QCOMPARE(value("/api/v1/focuser/0/tempcomp").toBool(), true); // as the client left it
+        QCOMPARE(value("/api/v1/focuser/0/ismoving").toBool(), true);
+        untilStill("focuser");
+        QCOMPARE(rig->unit.focusPosition(), 2000);
+        QCOMPARE(commands(), (QByteArrayList{"+0", "b2000", "+1"}));
+        QCOMPARE(rig->unit.tempCompMode(), 1);
+        QCOMPARE(value("/api/v1/focuser/0/tempcomp").toBool(), true);
+
+        // Switched off during a move, compensation stays off after it.
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=1000"), "0");
+        QCOMPARE(outcome("/api/v1/focuser/0/tempcomp", "TempComp=false"), "0");
+        untilStill("focuser");
+        QCOMPARE(rig->unit.tempCompMode(), 0);
+        QCOMPARE(value("/api/v1/focuser/0/tempcomp").toBool(), false);
+
+        // The object's own Move keeps refusing while compensation is on.
+        QCOMPARE(outcome("/api/v1/focuser/0/tempcomp", "TempComp=true"), "0");
+        rig->unit.clearReceived();
+        const Status refused = rig->drivers.focuser().move(3000);
+        QVERIFY(refused.has_value());
+        QCOMPARE(refused->description,
+                 "Temperature compensation active, focus movement not allowed.");
+        QCOMPARE(commands(), QByteArrayList());
+    }
+
+    void aFocuserMoveStaysWithinTheTravel() {
+        connectFocuser();
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=40010"), "0");
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=-5"), "0");
+        QCOMPARE(commands(), (QByteArrayList{"b40000", "b0"}));
+    }
+
+    void writingAPowerSwitchSetsItsModeToManualFirst() {
+        connectDevice("switch");
+        QCOMPARE(outcome("/api/v1/switch/0/fanmode", "FanMode=2"), "0");
+        QCOMPARE(outcome("/api/v1/switch/0/secondaryheatermode", "SecondaryHeaterMode=1"), "0");
+        rig->advance(1100);
+        rig->unit.clearReceived();
+
+        QCOMPARE(outcome("/api/v1/switch/0/setswitchvalue", "Id=1&Value=40"), "0");
+        const QByteArrayList fan = commands();
+        QCOMPARE(fan.size(), 2); // the fan mode at its last power, then the power
+        QVERIFY(fan[0].startsWith('y'));
+        QCOMPARE(fan[1], "y40");
+        QCOMPARE(rig->unit.fanMode(), 0);
+        QCOMPARE(rig->unit.fanPower(), 40);
+        QCOMPARE(value("/api/v1/switch/0/getswitchvalue?Id=1").toDouble(), 40.0);
+        QCOMPARE(value("/api/v1/switch/0/getswitchvalue?Id=0").toDouble(), 0.0);
+
+        rig->unit.clearReceived();
+        QCOMPARE(outcome("/api/v1/switch/0/setswitch", "Id=5&State=true"), "0");
+        const QByteArrayList heater = commands();
+        QCOMPARE(heater.size(), 2);
+        QVERIFY(heater[0].startsWith('s'));
+        QCOMPARE(heater[1], "s100");
+        QCOMPARE(rig->unit.heaterMode(), 0);
+        QCOMPARE(rig->unit.heaterPower(), 100);
+        for (const char* id : {"1", "5"})
+            QVERIFY(value(QByteArray("/api/v1/switch/0/getswitchdescription?Id=") + id)
+                        .toString()
+                        .contains("manual first"));
+    }
+
+    void readsWhileDisconnectedAnswerNotConnected() {
+        const QList<QByteArray> reads{
+            "focuser/0/position",           "focuser/0/ismoving",       "focuser/0/temperature",
+            "focuser/0/tempcomp",           "rotator/0/position",       "rotator/0/ismoving",
+            "rotator/0/mechanicalposition", "rotator/0/targetposition", "rotator/0/reverse",
+            "switch/0/getswitchvalue?Id=9", "switch/0/getswitch?Id=0"};
+        for (const QByteArray& target : reads)
+            QVERIFY2(rig->get("/api/v1/" + target)["ErrorNumber"].toInt() == 0x407,
+                     target.constData());
+        const QList<std::pair<QByteArray, QByteArray>> writes{
+            {"focuser/0/move", "Position=100"},          {"focuser/0/halt", ""},
+            {"focuser/0/tempcomp", "TempComp=true"},     {"rotator/0/move", "Position=10"},
+            {"rotator/0/moveabsolute", "Position=10"},   {"rotator/0/sync", "Position=10"},
+            {"switch/0/setswitchvalue", "Id=1&Value=10"}};
+        for (const auto& [target, form] : writes)
+            QVERIFY2(rig->put("/api/v1/" + target, form)["ErrorNumber"].toInt() == 0x407,
+                     target.constData());
+        QCOMPARE(rig->unit.receivedBytes(), QByteArray());
+        // What the device is does not need the unit.
+        for (const char* info : {"focuser/0/maxstep", "rotator/0/canreverse", "switch/0/maxswitch",
+                                 "switch/0/getswitchname?Id=1"})
+            QVERIFY2(rig->get(QByteArray("/api/v1/") + info)["ErrorNumber"].toInt() == 0, info);
+    }
+
+    // At the line's real speed a status query takes tens of milliseconds to be answered; reads
+    // answer without waiting for one, while the unit is asked no more than once per 500 ms.
+    void standardReadsAnswerAtOnceFromValuesKeptFresh() {
+        rig->unit.setPacing(sim::OutputLine::LineMsPerChar);
+        connectFocuser();
+        QCOMPARE(value("/api/v1/focuser/0/position").toInt(-1), 0); // waits for one query
+        rig->unit.clearReceived();
+        rig->unit.placeFocuser(1234, true);
+        int waited = 0;
+        for (int i = 0; i < 30; ++i) {
+            rig->advance(100);
+            for (const char* member : {"position", "ismoving"}) {
+                HttpTestClient c(rig->port());
+                c.request("GET", QByteArray("/api/v1/focuser/0/") + member);
+                std::optional<HttpReply> r;
+                for (int n = 0; n < 50 && !(r = c.take()); ++n)
+                    LiveRig::settle(); // no time passes
+                if (!r)
+                    ++waited;
+                else
+                    QCOMPARE(r->json()["ErrorNumber"].toInt(-1), 0);
+            }
+        }
+        QCOMPARE(waited, 0);
+        QCOMPARE(value("/api/v1/focuser/0/position").toInt(-1), 1234);
+        QVERIFY(rig->sent(" Q ") >= 5 && rig->sent(" Q ") <= 7); // 3 s at one per 500 ms
     }
 };
 

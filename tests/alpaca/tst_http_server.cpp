@@ -30,13 +30,14 @@ private slots:
 
     void twentyWaitingClientsAreEachAnsweredAfterTheirOwnWait() {
         // Each request waits 500 ms for a reply that never comes; they arrive 10 ms apart.
-        f->focuser().waitMs["Position"] = 500;
-        f->focuser().values["Position"] = 42;
+        f->focuser().waitMs["TempCompCoefficient"] = 500;
+        f->focuser().values["TempCompCoefficient"] = 42;
         std::vector<std::unique_ptr<HttpTestClient>> clients;
         for (int i = 0; i < 20; ++i) {
             clients.push_back(std::make_unique<HttpTestClient>(f->port()));
-            clients.back()->request("GET", "/api/v1/focuser/0/position?ClientTransactionID=" +
-                                               QByteArray::number(i + 1));
+            clients.back()->request("GET",
+                                    "/api/v1/focuser/0/tempcompcoefficient?ClientTransactionID=" +
+                                        QByteArray::number(i + 1));
             QTRY_COMPARE(f->focuser().waiting, i + 1);
             f->clock.advance(10);
         }
@@ -56,10 +57,10 @@ private slots:
     }
 
     void aClientThatLeavesBeforeItsAnswerHarmsNothing() {
-        f->focuser().waitMs["Position"] = 500;
+        f->focuser().waitMs["TempCompCoefficient"] = 500;
         {
             HttpTestClient leaving(f->port());
-            leaving.request("GET", "/api/v1/focuser/0/position");
+            leaving.request("GET", "/api/v1/focuser/0/tempcompcoefficient");
             QTRY_COMPARE(f->focuser().waiting, 1);
             leaving.socket.abort();
         }
@@ -136,12 +137,12 @@ private slots:
 
     void expectContinueIsAnsweredAtOnce() {
         HttpTestClient c(f->port());
-        c.send("PUT /api/v1/focuser/0/move HTTP/1.1\r\nExpect: 100-continue\r\n"
-               "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: 12\r\n\r\n");
+        c.send("PUT /api/v1/focuser/0/showform HTTP/1.1\r\nExpect: 100-continue\r\n"
+               "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: 9\r\n\r\n");
         QCOMPARE(c.await().status, 100);
-        c.send("Position=321");
+        c.send("Which=321");
         QCOMPARE(c.await().status, 200);
-        QCOMPARE(f->focuser().calls, QStringList{"call Move(321)"});
+        QCOMPARE(f->focuser().calls, QStringList{"call ShowForm(321)"});
     }
 
     void hostMustNameTheServer_data() {
@@ -203,14 +204,15 @@ private slots:
 
     void keepAliveChunkedAndPipelinedRequests() {
         HttpTestClient c(f->port());
-        c.send("PUT /api/v1/focuser/0/move HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"
-               "5\r\nPosit\r\n7;ext=1\r\nion=777\r\n0\r\nTrailer: x\r\n\r\n");
+        c.send("PUT /api/v1/focuser/0/showform HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n"
+               "5\r\nWhich\r\n4;ext=1\r\n=777\r\n0\r\nTrailer: x\r\n\r\n");
         QCOMPARE(c.await().status, 200);
-        QCOMPARE(f->focuser().calls, QStringList{"call Move(777)"});
+        QCOMPARE(f->focuser().calls, QStringList{"call ShowForm(777)"});
 
         // Three requests in one write: three answers, in order, on the same connection.
-        f->focuser().waitMs["Position"] = 100; // the first is deferred; the others queue behind it
-        c.send("GET /api/v1/focuser/0/position?ClientTransactionID=1 HTTP/1.1\r\n\r\n"
+        f->focuser().waitMs["TempCompCoefficient"] = 100; // the first is deferred; the others
+                                                          // queue behind it
+        c.send("GET /api/v1/focuser/0/tempcompcoefficient?ClientTransactionID=1 HTTP/1.1\r\n\r\n"
                "GET /api/v1/focuser/0/name?ClientTransactionID=2 HTTP/1.1\r\n\r\n"
                "GET /api/v1/focuser/0/name?ClientTransactionID=3 HTTP/1.1\r\n"
                "Connection: close\r\n\r\n");
