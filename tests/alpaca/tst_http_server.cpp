@@ -162,8 +162,8 @@ private slots:
         if (status == 403)
             QTest::ignoreMessage(QtWarningMsg, QRegularExpression("refused a request for host"));
         HttpTestClient c(f->port());
-        c.send("PUT /api/v1/focuser/0/move HTTP/1.1\r\nHost: " + host +
-               "\r\nContent-Length: 10\r\n\r\nPosition=5");
+        c.send("PUT /api/v1/focuser/0/showform HTTP/1.1\r\nHost: " + host +
+               "\r\nContent-Length: 7\r\n\r\nWhich=5");
         const HttpReply r = c.await();
         QCOMPARE(r.status, status);
         QCOMPARE(f->focuser().calls.size(), status == 200 ? 1 : 0);
