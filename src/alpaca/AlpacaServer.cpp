@@ -47,6 +47,8 @@ AlpacaServer::AlpacaServer(DeviceProvider& devices, DeviceIds ids, Clock& clock,
     endpoints_.push_back(makeFocuserEndpoint(context_));
     endpoints_.push_back(makeRotatorEndpoint(context_));
     endpoints_.push_back(makeSwitchEndpoint(context_));
+    for (const auto& endpoint : endpoints_)
+        context_.endpoints.push_back(endpoint.get());
 }
 
 AlpacaServer::~AlpacaServer() = default;

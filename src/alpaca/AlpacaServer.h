@@ -47,6 +47,11 @@ public:
     // Where values that outlive the server are kept (the rotator's sync offset); without one
     // they last as long as the server. Set it before the first request.
     void setKeptValues(KeptValues* kept) { context_.kept = kept ? kept : &memory_; }
+    // Tells whether a console window uses the shared port: a device's disconnect then leaves
+    // the port open.
+    void setConsoleUse(std::function<bool()> consoleUsesLink) {
+        context_.consoleUsesLink = std::move(consoleUsesLink);
+    }
     // The settings shown on the setup pages.
     void setSettingsRows(std::function<Rows()> rows) { settingsRows_ = std::move(rows); }
     // Serving beyond the loopback, the setup pages leave out what tells a stranger about the

@@ -1,5 +1,7 @@
 #include "DeviceEndpoint.h"
 
+#include <algorithm>
+
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -62,7 +64,7 @@ AutomationDevice& DeviceEndpoint::device() {
 
 bool DeviceEndpoint::linked() const {
     const AutomationDevice* d = provider_.existing(identity_.kind);
-    return d != nullptr && d->linked();
+    return !released_ && d != nullptr && d->linked();
 }
 
 DeviceEndpoint::Lookup DeviceEndpoint::find(const QString& path, Verb verb, const Route** route) {
@@ -105,16 +107,24 @@ std::vector<Route> DeviceEndpoint::commonRoutes() {
         return Task<Reply>::ready(notImplemented(QStringLiteral("Raw commands")));
     };
     return {
-        {"connected", Verb::Get, {}, [this](const QVariantList&) { return read(Connected); }},
+        {"connected",
+         Verb::Get,
+         {},
+         [this](const QVariantList&) {
+             return released_ ? Task<Reply>::ready(Reply::of(false)) : read(Connected);
+         }},
         {"connected",
          Verb::Put,
          {{"Connected", T::Bool}},
-         [this](const QVariantList& a) { return write(Connected, a[0]); }},
+         [this](const QVariantList& a) {
+             if (!a[0].toBool())
+                 return disconnectDevice();
+             released_ = false;
+             clientConnected_ = true;
+             return write(Connected, true);
+         }},
         {"connect", Verb::Put, {}, [this](const QVariantList&) { return connectInBackground(); }},
-        {"disconnect",
-         Verb::Put,
-         {},
-         [this](const QVariantList&) { return write(Connected, false); }},
+        {"disconnect", Verb::Put, {}, [this](const QVariantList&) { return disconnectDevice(); }},
         {"connecting",
          Verb::Get,
          {},
@@ -254,6 +264,8 @@ Task<Reply> DeviceEndpoint::action(QString name, QString parameters) {
 }
 
 Task<Reply> DeviceEndpoint::connectInBackground() {
+    released_ = false;
+    clientConnected_ = true;
     // Platform 7 connect: answer at once; connecting reads true until the link attempt ends.
     if (!*connecting_) {
         *connecting_ = true;
@@ -266,6 +278,23 @@ Task<Reply> DeviceEndpoint::connectInBackground() {
             });
     }
     return Task<Reply>::ready(Reply::none());
+}
+
+// The port closes only when no other device a client connected and no console still uses it;
+// otherwise this device alone lets go. The object's own Link member keeps closing it for all.
+Task<Reply> DeviceEndpoint::disconnectDevice() {
+    clientConnected_ = false;
+    released_ = false;
+    const bool othersUseLink = std::any_of(context_.endpoints.begin(), context_.endpoints.end(),
+                                           [this](const DeviceEndpoint* e) {
+                                               return e != this && e->clientConnected();
+                                           }) ||
+                               (context_.consoleUsesLink && context_.consoleUsesLink());
+    if (othersUseLink && linked()) {
+        released_ = true;
+        return Task<Reply>::ready(Reply::none());
+    }
+    return write(Connected, false);
 }
 
 Reply DeviceEndpoint::connecting() {

@@ -66,11 +66,18 @@ private:
     QHash<QString, double> values_;
 };
 
+class DeviceEndpoint;
+
 // What the endpoints of one server share.
 struct EndpointContext {
     DeviceProvider& provider;
     Clock& clock;
     KeptValues* kept; // where the endpoints keep values across restarts
+    // Every endpoint of the server, so that one device's disconnect can see who else uses the
+    // shared port.
+    std::vector<DeviceEndpoint*> endpoints = {};
+    // Whether a console window uses the shared port (none in a headless server).
+    std::function<bool()> consoleUsesLink = {};
 };
 
 // The unit reports temperatures in degrees Fahrenheit; the Alpaca interfaces ask for Celsius.
@@ -102,7 +109,8 @@ public:
 
     // The object's members served under their own names (the supported actions).
     QStringList extraMembers();
-    // Whether a client has linked the object; false before the object exists.
+    // Whether a client has linked the object and not disconnected this device since; false
+    // before the object exists.
     bool linked() const;
     // The object, created on first use.
     AutomationDevice& device();
@@ -161,6 +169,9 @@ private:
     Task<Reply> action(QString name, QString parameters);
     Task<Reply> connectInBackground();
     Reply connecting();
+    Task<Reply> disconnectDevice();
+    // Whether a client connected this device through the standard members and still has it.
+    bool clientConnected() const { return clientConnected_ && linked(); }
 
     EndpointContext& context_;
     DeviceProvider& provider_;
@@ -169,6 +180,11 @@ private:
     std::vector<Route> routes_;
     QStringList extras_;
     bool built_ = false;
+    // Alpaca's connected is per device, while the unit's objects share one port: a device that
+    // a client disconnected while another device or a console still uses the port is released
+    // (it answers as not connected) without closing the port under the others.
+    bool clientConnected_ = false;
+    bool released_ = false;
     // Platform 7 connect: in progress, and how the last one ended (reported once by connecting).
     std::shared_ptr<bool> connecting_ = std::make_shared<bool>(false);
     std::shared_ptr<std::optional<Reply>> connectOutcome_ =

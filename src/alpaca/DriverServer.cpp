@@ -39,6 +39,7 @@ DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServerOptio
     kept_ = std::make_unique<SettingsKeptValues>(ctx.store());
     alpaca_ = std::make_unique<AlpacaServer>(devices, std::move(ids), ctx.clock());
     alpaca_->setKeptValues(kept_.get());
+    alpaca_->setConsoleUse([&ctx] { return ctx.shared().mainConsoleOpen; });
     alpaca_->setSettingsRows([this] { return settingsRows(); });
     http_ = std::make_unique<http::Server>(
         [this](const http::Request& r, http::Responder out) { alpaca_->handle(r, out); },

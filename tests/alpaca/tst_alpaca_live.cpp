@@ -438,6 +438,29 @@ private slots:
             QVERIFY2(rig->get(QByteArray("/api/v1/") + info)["ErrorNumber"].toInt() == 0, info);
     }
 
+    // Two programs side by side: one disconnecting its device leaves the other's working; the
+    // port closes with the last device a client still had.
+    void oneDevicesDisconnectLeavesTheOthersConnected() {
+        connectDevice("focuser");
+        connectDevice("rotator");
+        for (const QByteArray verb : {"connected", "disconnect"}) {
+            const QByteArray form = verb == "connected" ? "Connected=false" : "";
+            QCOMPARE(outcome("/api/v1/focuser/0/" + verb, form), "0");
+            QVERIFY(rig->ctx.hub().serial()->connected());
+            QCOMPARE(value("/api/v1/focuser/0/connected").toBool(true), false);
+            QCOMPARE(rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(), 0x407);
+            QCOMPARE(value("/api/v1/rotator/0/connected").toBool(false), true);
+            QCOMPARE(outcome("/api/v1/rotator/0/moveabsolute", "Position=5"), "0");
+            QVERIFY(untilStill("rotator") < 30'000);
+            QCOMPARE(value("/api/v1/rotator/0/position").toDouble(-1), 5.0);
+            connectDevice("focuser"); // and back, on the port still open
+            QCOMPARE(rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(), 0);
+        }
+        QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=false"), "0");
+        QCOMPARE(outcome("/api/v1/rotator/0/connected", "Connected=false"), "0");
+        QVERIFY(!rig->ctx.hub().serial() || !rig->ctx.hub().serial()->connected());
+    }
+
     // At the line's real speed a status query takes tens of milliseconds to be answered; reads
     // answer without waiting for one, while the unit is asked no more than once per 500 ms.
     void standardReadsAnswerAtOnceFromValuesKeptFresh() {
