@@ -56,7 +56,8 @@ int request(quint16 port, const QByteArray& method, const QByteArray& target,
             const QByteArray& form = {}) {
     QTcpSocket socket;
     socket.connectToHost(QHostAddress::LocalHost, port);
-    QByteArray head = method + ' ' + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
+    QByteArray head =
+        method + ' ' + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
     if (!form.isEmpty())
         head += "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
                 QByteArray::number(form.size()) + "\r\n";
@@ -75,9 +76,9 @@ struct Rig {
     Rig() {
         unit.setPacing(sim::OutputLine::LineMsPerChar);
         link = dir.filePath(QStringLiteral("unit"));
-        ctx = std::make_unique<AppContext>(
-            std::make_unique<MemorySettingsStore>(), std::make_unique<LogPrompt>(),
-            makeQtSerialDevice, AppPaths::inDirectory(dir.path()));
+        ctx = std::make_unique<AppContext>(std::make_unique<MemorySettingsStore>(),
+                                           std::make_unique<LogPrompt>(), makeQtSerialDevice,
+                                           AppPaths::inDirectory(dir.path()));
         drivers = std::make_unique<DriverSet>(*ctx);
         ServerOptions options;
         options.alpacaPort = 0;

@@ -45,8 +45,8 @@ QList<PortEntry> availablePorts(const QString& simulatedDevice, const QString& d
     for (const QSerialPortInfo& info : infos) {
         const QString location = info.systemLocation();
         const QString device = stableDeviceName(location);
-        QString label = device == location ? location
-                                           : QStringLiteral("%1 (%2)").arg(device, info.portName());
+        QString label =
+            device == location ? location : QStringLiteral("%1 (%2)").arg(device, info.portName());
         if (!info.description().isEmpty())
             label += QStringLiteral(" - ") + info.description();
         // The device in use keeps the name it was chosen by.

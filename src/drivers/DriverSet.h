@@ -16,8 +16,9 @@ class AppContext;
 
 // A driver object as automation clients reach it. A client holds the object, and through it the
 // one serial link, from the moment it links the object until it unlinks it, and while any of
-// its requests runs, and while the object brings back a link that was lost: the last holder of the link to let go ends the program, so a client that
-// still uses a device keeps the server alive after the consoles have closed.
+// its requests runs, and while the object brings back a link that was lost: the last holder of the
+// link to let go ends the program, so a client that still uses a device keeps the server alive
+// after the consoles have closed.
 class ClientHeldDevice final : public AutomationDevice {
 public:
     ClientHeldDevice(LinkHub& hub, AutomationDevice& device);

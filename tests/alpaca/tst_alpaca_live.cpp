@@ -38,9 +38,7 @@ struct LiveRig : HttpRig {
     sim::SimulatedUnit unit{clock};
     sim::PtyHost host{unit};
     AppContext ctx{std::make_unique<MemorySettingsStore>(), std::make_unique<ScriptedPrompt>(),
-                   [this] {
-                       return onTerminal ? makeQtSerialDevice() : sim::makeSimDevice(unit);
-                   },
+                   [this] { return onTerminal ? makeQtSerialDevice() : sim::makeSimDevice(unit); },
                    AppPaths::inDirectory(dir.path()), clock};
     DriverSet drivers{ctx};
     alpaca::DriverServer server{ctx, drivers, [] {
@@ -360,9 +358,7 @@ private slots:
         connectFocuser();
         QVERIFY(rig->ctx.hub().serial()->connected());
 
-        auto poll = [&] {
-            return rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(-1);
-        };
+        auto poll = [&] { return rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(-1); };
         QCOMPARE(poll(), 0);
         rig->host.hangUp();
         for (int i = 0; i < 40 && !rig->ctx.hub().lost(); ++i)
