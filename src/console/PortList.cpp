@@ -2,6 +2,7 @@
 
 #include "link/Serial.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSerialPortInfo>
 
@@ -14,6 +15,17 @@ QList<PortEntry> numberedPorts() {
     for (int n = 1; n <= 20; ++n)
         ports.append({QStringLiteral("COM%1").arg(n), {}});
     return ports;
+}
+
+QString stableDeviceName(const QString& location, const QString& byIdDir) {
+    const QString target = QFileInfo(location).canonicalFilePath();
+    if (target.isEmpty())
+        return location;
+    const QDir dir(byIdDir);
+    for (const QFileInfo& link : dir.entryInfoList(QDir::System | QDir::Files, QDir::Name))
+        if (link.isSymLink() && link.canonicalFilePath() == target)
+            return link.absoluteFilePath();
+    return location;
 }
 
 QList<PortEntry> availablePorts(const QString& simulatedDevice, const QString& deviceInUse) {
@@ -31,11 +43,14 @@ QList<PortEntry> availablePorts(const QString& simulatedDevice, const QString& d
         return a.systemLocation() < b.systemLocation();
     });
     for (const QSerialPortInfo& info : infos) {
-        const QString label =
-            info.description().isEmpty()
-                ? info.systemLocation()
-                : QStringLiteral("%1 - %2").arg(info.systemLocation(), info.description());
-        ports.append({label, info.systemLocation()});
+        const QString location = info.systemLocation();
+        const QString device = stableDeviceName(location);
+        QString label =
+            device == location ? location : QStringLiteral("%1 (%2)").arg(device, info.portName());
+        if (!info.description().isEmpty())
+            label += QStringLiteral(" - ") + info.description();
+        // The device in use keeps the name it was chosen by.
+        ports.append({label, location == deviceInUse ? location : device});
     }
     const bool listed = std::any_of(ports.begin(), ports.end(),
                                     [&](const PortEntry& p) { return p.device == deviceInUse; });

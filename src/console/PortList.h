@@ -14,11 +14,16 @@ struct PortEntry {
 };
 
 // The ports the setup dialogs offer. On Windows "COM1" to "COM20". Elsewhere the system's serial
-// devices, the simulated unit's terminal when it runs, and the device in use when the system
-// does not list it (a pseudo-terminal, or a device that has gone away meanwhile), so that the
-// port in use can always be shown.
+// devices (each by its stable name where it has one), the simulated unit's terminal when it runs,
+// and the device in use when the system does not list it (a pseudo-terminal, or a device that has
+// gone away meanwhile), so that the port in use can always be shown.
 QList<PortEntry> availablePorts(const QString& simulatedDevice = {},
                                 const QString& deviceInUse = {});
+// The name under which a serial device stays the same: a USB serial adapter may come back as
+// another /dev/ttyUSBn after it was unplugged, but its link in byIdDir names the adapter itself.
+// The device's own path when no link there points at it.
+QString stableDeviceName(const QString& location,
+                         const QString& byIdDir = QStringLiteral("/dev/serial/by-id"));
 // The fixed list "COM1" to "COM20".
 QList<PortEntry> numberedPorts();
 

@@ -46,6 +46,9 @@ public:
     virtual Task<CallResult> call(const QString& method, const QVariantList& args) = 0;
     // Whether a client has linked the object (Link / Connected).
     virtual bool linked() const = 0;
+    // A client had linked the object and the link to the unit went away; the object is bringing
+    // it back. It is not linked meanwhile, but the client's link still stands.
+    virtual bool linkLost() const { return false; }
 
     const MemberInfo* member(const QString& name) const {
         for (const auto& m : members())

@@ -35,6 +35,7 @@ const std::array kAll{
     &errors::Dew1OutOfRange,
     &errors::Dew2OutOfRange,
     &errors::LinkCancelled,
+    &errors::LinkLost,
     &errors::TypeMismatch,
     &errors::Overflow,
     &errors::SetupDialogUnavailable,

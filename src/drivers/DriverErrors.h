@@ -85,6 +85,8 @@ inline const DriverError Dew2OutOfRange{{0, "Mivel", "Dew heater 2 Power value o
 inline const DriverError LinkCancelled{
     {0, "Mivel", "Link attempt cancelled: the link was closed while the unit was being probed."},
     K::NotLinked};
+inline const DriverError LinkLost{
+    {0, "Mivel", "The link to the unit was lost; reconnecting when it comes back."}, K::NotLinked};
 
 // Raised while an argument is converted to the member's type, before the member runs.
 inline const DriverError TypeMismatch{{13, "Mivel", "Type mismatch"}, K::InvalidValue};

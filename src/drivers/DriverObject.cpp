@@ -9,10 +9,16 @@ namespace mivel {
 
 DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse)
     : ctx_(ctx)
-    , noResponse_(noResponse) {
+    , noResponse_(noResponse)
+    , relinkRetry_(ctx.clock()) {
     ctx.hub().ensureSerial();
     subscription_ = ctx.hub().subscribe(LinkHub::Audience::Driver,
                                         [this](std::string_view chunk) { receive(chunk); });
+    connect(&ctx.hub(), &LinkHub::linkLost, this, &DriverObject::onLinkLost);
+    connect(&ctx.hub(), &LinkHub::linkRestored, this, &DriverObject::relink);
+    relinkRetry_.setSingleShot(true);
+    relinkRetry_.setInterval(RelinkRetryMs);
+    connect(&relinkRetry_, &Timer::timeout, this, &DriverObject::relink);
 }
 
 DriverObject::~DriverObject() {
@@ -60,8 +66,24 @@ void DriverObject::closePort() {
     serial().setConnected(false);
 }
 
+void DriverObject::onLinkLost() {
+    if (!linked())
+        return;
+    recovering_ = true;
+    unlink(); // the port is closed already: this clears the object's link state
+}
+
+void DriverObject::relink() {
+    if (!recovering_ || attempt_.running)
+        return;
+    attempt_.running = true;
+    Task<void> probing = runAttempt(++attempt_.number);
+}
+
 Task<Status> DriverObject::setLinked(bool on) {
     if (!on) {
+        recovering_ = false;
+        relinkRetry_.stop();
         unlink();
         if (attempt_.running)
             endAttempt(errors::LinkCancelled.error);
@@ -84,6 +106,10 @@ Task<void> DriverObject::runAttempt(quint64 attempt) {
         onLinked();
     else
         onLinkFailed();
+    if (answered)
+        recovering_ = false;
+    else if (recovering_ && !ctx_.hub().lost())
+        relinkRetry_.start(); // the port is back but the unit did not answer yet
     endAttempt(answered ? Status() : Status(noResponse_.error));
 }
 

@@ -45,6 +45,11 @@ public:
 
     AppContext& context() const { return ctx_; }
 
+    // The object was linked when the link to the unit was lost: it links again by itself once
+    // the port is back, and until then reports itself unlinked.
+    bool linkLost() const override { return recovering_; }
+    static constexpr qint64 RelinkRetryMs = 1000;
+
 protected:
     // noResponse: the error of a link attempt that the unit did not answer.
     DriverObject(AppContext& ctx, const DriverError& noResponse);
@@ -60,6 +65,11 @@ protected:
     virtual void onLinkFailed() {}
     // Unlinks: closes the shared port for every holder and clears the object's link state.
     virtual void unlink() = 0;
+    // A query of a linked object ended without its reply (the link may have gone silent).
+    void noteUnanswered() {
+        if (linked())
+            ctx_.hub().noteUnanswered();
+    }
     bool attemptOver(quint64 attempt) const {
         return attempt != attempt_.number || !attempt_.running;
     }
@@ -123,6 +133,9 @@ private:
     Task<void> runAttempt(quint64 attempt);
     Task<Status> attemptOutcome(quint64 attempt);
     void endAttempt(Status outcome);
+    void onLinkLost();
+    // Starts a link attempt of its own (no client waits for it) if none runs.
+    void relink();
 
     struct LinkAttempt {
         quint64 number = 0;
@@ -131,6 +144,8 @@ private:
     };
     LinkAttempt attempt_;
     const DriverError& noResponse_;
+    bool recovering_ = false;
+    Timer relinkRetry_;
 
     LinkHub::Subscription subscription_;
     wire::Tokeniser tokeniser_;

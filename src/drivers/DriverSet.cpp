@@ -1,5 +1,7 @@
 #include "DriverSet.h"
 
+#include "DriverErrors.h"
+
 namespace mivel {
 
 // --- ClientHeldDevice -----------------------------------------------------------------------
@@ -37,26 +39,44 @@ ClientHeldDevice::~ClientHeldDevice() {
 }
 
 void ClientHeldDevice::update() {
-    const bool held = running_ > 0 || device_.linked();
+    const bool held = running_ > 0 || device_.linked() || device_.linkLost();
     if (held && !hold_)
         hold_.emplace(hub_);
     else if (!held && hold_)
         hold_.reset(); // may be the last holder: the link is torn down
 }
 
+// The link state itself (Connected, Link) is answered as it is; everything else that ends while
+// the link is lost, without an error of its own, answers that the link is lost.
+CallResult ClientHeldDevice::unanswerable(const QString& member, CallResult result) const {
+    if (!device_.linkLost() || result.error)
+        return result;
+    for (const char* state : {"Connected", "Link"})
+        if (member.compare(QLatin1String(state), Qt::CaseInsensitive) == 0)
+            return result;
+    result.error = errors::LinkLost.error;
+    return result;
+}
+
 Task<CallResult> ClientHeldDevice::get(const QString& member) {
     const Request request(*this);
-    co_return co_await device_.get(member);
+    const std::shared_ptr<bool> alive = alive_;
+    CallResult result = co_await device_.get(member);
+    co_return *alive ? unanswerable(member, std::move(result)) : result;
 }
 
 Task<CallResult> ClientHeldDevice::set(const QString& member, const QVariant& value) {
     const Request request(*this);
-    co_return co_await device_.set(member, value);
+    const std::shared_ptr<bool> alive = alive_;
+    CallResult result = co_await device_.set(member, value);
+    co_return *alive ? unanswerable(member, std::move(result)) : result;
 }
 
 Task<CallResult> ClientHeldDevice::call(const QString& method, const QVariantList& args) {
     const Request request(*this);
-    co_return co_await device_.call(method, args);
+    const std::shared_ptr<bool> alive = alive_;
+    CallResult result = co_await device_.call(method, args);
+    co_return *alive ? unanswerable(method, std::move(result)) : result;
 }
 
 // --- DriverSet ------------------------------------------------------------------------------

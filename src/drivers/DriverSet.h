@@ -16,8 +16,9 @@ class AppContext;
 
 // A driver object as automation clients reach it. A client holds the object, and through it the
 // one serial link, from the moment it links the object until it unlinks it, and while any of
-// its requests runs: the last holder of the link to let go ends the program, so a client that
-// still uses a device keeps the server alive after the consoles have closed.
+// its requests runs, and while the object brings back a link that was lost: the last holder of the
+// link to let go ends the program, so a client that still uses a device keeps the server alive
+// after the consoles have closed.
 class ClientHeldDevice final : public AutomationDevice {
 public:
     ClientHeldDevice(LinkHub& hub, AutomationDevice& device);
@@ -28,6 +29,7 @@ public:
     Task<CallResult> set(const QString& member, const QVariant& value) override;
     Task<CallResult> call(const QString& method, const QVariantList& args) override;
     bool linked() const override { return device_.linked(); }
+    bool linkLost() const override { return device_.linkLost(); }
 
     // Whether a client holds the link through this object now.
     bool holding() const { return hold_.has_value(); }
@@ -36,6 +38,8 @@ private:
     // Counts a request while it runs; when it ends, the hold follows the object's state.
     class Request;
     void update();
+    // While the link is lost, what the object answered came from no reply of the unit.
+    CallResult unanswerable(const QString& member, CallResult result) const;
 
     LinkHub& hub_;
     AutomationDevice& device_;

@@ -111,7 +111,10 @@ Task<void> Focuser::statusQuery() {
     lastStatusQuery_ = now();
     send(wire::command(Cmd::FocusStatus, Lead::Space));
     actualReplies_ = 0;
+    const Alive token = alive();
     co_await waitFor(StatusWaitMs, [this] { return actualReplies_ > 2; });
+    if (!gone(token) && actualReplies_ == 0)
+        noteUnanswered();
 }
 
 Task<bool> Focuser::isMoving() {

@@ -91,7 +91,10 @@ Task<void> Rotator::rotatorQuery() {
     lastQuery_ = now();
     actualReplies_ = 0;
     send(wire::command(Cmd::RotatorStatus, Lead::Space));
+    const Alive token = alive();
     co_await waitFor(QueryWaitMs, [this] { return actualReplies_ >= 1; });
+    if (!gone(token) && actualReplies_ == 0)
+        noteUnanswered();
 }
 
 Task<double> Rotator::position() {

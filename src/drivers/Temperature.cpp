@@ -86,7 +86,10 @@ Task<void> Temperature::temperatureQuery() {
     lastQuery_ = now();
     send(wire::command(Cmd::Temperatures));
     readingReceived_ = false;
+    const Alive token = alive();
     co_await waitFor(QueryWaitMs, [this] { return readingReceived_; });
+    if (!gone(token) && !readingReceived_)
+        noteUnanswered();
 }
 
 template <class V> Task<V> Temperature::reading(const V& stored) {

@@ -2,6 +2,8 @@
 
 #include <QLoggingCategory>
 
+Q_LOGGING_CATEGORY(lcLink, "mivel.link")
+
 namespace mivel {
 
 LinkHub::LinkHub(SerialDeviceFactory makeDevice, Clock& clock, QString tracePath, QObject* parent)
@@ -9,7 +11,11 @@ LinkHub::LinkHub(SerialDeviceFactory makeDevice, Clock& clock, QString tracePath
     , makeDevice_(std::move(makeDevice))
     , clock_(clock)
     , tracePath_(std::move(tracePath))
-    , waits_(clock) {}
+    , waits_(clock)
+    , reconnect_(clock) {
+    reconnect_.setInterval(ReconnectPollMs);
+    connect(&reconnect_, &Timer::timeout, this, &LinkHub::tryReopen);
+}
 
 LinkHub::~LinkHub() = default;
 
@@ -17,6 +23,8 @@ Serial& LinkHub::ensureSerial() {
     if (!serial_) {
         serial_ = std::make_unique<Serial>(makeDevice_(), tracePath_);
         connect(serial_.get(), &Serial::myEvent, this, &LinkHub::deliver);
+        connect(serial_.get(), &Serial::portLost, this, &LinkHub::onLost);
+        connect(serial_.get(), &Serial::connectedChanged, this, &LinkHub::onPortChanged);
         emit serialCreated();
     }
     return *serial_;
@@ -34,6 +42,8 @@ void LinkHub::releaseConnector() {
     for (auto& work : teardown_)
         work();
     serial_.reset(); // closes the port
+    reconnect_.stop();
+    lost_ = false;
     emit lastConnectorGone();
 }
 
@@ -63,7 +73,54 @@ void LinkHub::Subscription::reset() {
     id_ = 0;
 }
 
+void LinkHub::onLost(const QString& reason) {
+    if (lost_)
+        return;
+    qCWarning(lcLink).noquote() << "link to the unit lost:" << reason
+                                << "- reopening it when it comes back";
+    lost_ = true;
+    reconnect_.start();
+    emit linkLost(reason);
+}
+
+void LinkHub::onPortChanged(bool open) {
+    lastChunkMs_ = clock_.nowMs();
+    if (!open || !lost_)
+        return;
+    lost_ = false;
+    reconnect_.stop();
+    qCInfo(lcLink).noquote() << "link to the unit reopened on" << serial_->deviceName();
+    emit linkRestored();
+}
+
+void LinkHub::tryReopen() {
+    if (!serial_ || !lost_) {
+        reconnect_.stop();
+        return;
+    }
+    // The same device as before: a USB adapter comes back under the same name. A failed open
+    // costs little, so no other check is made first.
+    if (!serial_->connected())
+        serial_->setConnected(true); // raises connectedChanged, which ends the loss
+    else
+        onPortChanged(true);
+}
+
+// A unit that stops answering while its device stays (its power went, its cable came out
+// behind an adapter) raises no error: the silence tells.
+void LinkHub::noteUnanswered() {
+    if (lost_ || !serial_ || !serial_->connected())
+        return;
+    if (clock_.nowMs() - lastChunkMs_ < SilenceLimitMs)
+        return;
+    lost_ = true; // before the close, so that everyone who hears of it sees the loss
+    serial_->setConnected(false);
+    lost_ = false;
+    onLost(QStringLiteral("the unit stopped answering"));
+}
+
 void LinkHub::deliver(const QByteArray& chunk) {
+    lastChunkMs_ = clock_.nowMs();
     for (auto& r : receivers_)
         r.waiting.push_back(chunk);
     handOut();

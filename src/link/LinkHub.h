@@ -80,6 +80,16 @@ public:
     // Delivers a chunk as if the shared Serial had received it.
     void deliver(const QByteArray& chunk);
 
+    // Recovery of a lost port. When the port goes away while open (its device fails), or a
+    // linked object's queries go unanswered while nothing at all arrives for SilenceLimitMs, the
+    // link counts as lost: the port is closed, and every ReconnectPollMs the hub tries to open
+    // the same device again until it opens (or anyone else opens it).
+    static constexpr qint64 ReconnectPollMs = 1000;
+    static constexpr qint64 SilenceLimitMs = 3000;
+    bool lost() const { return lost_; }
+    // A linked object's query ended without its reply.
+    void noteUnanswered();
+
 signals:
     // A connector created the shared Serial: the shared values it clears are cleared by the
     // slots of this signal.
@@ -89,6 +99,10 @@ signals:
     void lastConnectorGone();
     // A received chunk reached every receiver.
     void chunkDelivered();
+    // The port went away; the hub is trying to open it again.
+    void linkLost(const QString& reason);
+    // The port is open again after a loss: whoever had linked links again.
+    void linkRestored();
 
 private:
     friend class Connector;
@@ -97,6 +111,9 @@ private:
     void unsubscribe(quint64 id);
 
     void handOut();
+    void onLost(const QString& reason);
+    void onPortChanged(bool open);
+    void tryReopen();
 
     struct Receiver {
         quint64 id;
@@ -115,6 +132,9 @@ private:
     int connectors_ = 0;
     bool firmwareTransfer_ = false;
     std::vector<std::function<void()>> teardown_;
+    bool lost_ = false;
+    Timer reconnect_;
+    qint64 lastChunkMs_ = 0;
 };
 
 // A holder of the shared link. Creating one adds a user; destroying the last one tears the link

@@ -1,5 +1,6 @@
 // The Alpaca server over the real driver objects and the simulated unit: what clients see when
-// the unit answers, when it goes silent, talks garbage, or drops off the line and comes back.
+// the unit answers, when it goes silent, talks garbage, or drops off the line and comes back
+// (on an in-memory line, and unplugged and plugged in again on a real terminal).
 
 #include "HttpTestClient.h"
 
@@ -9,13 +10,17 @@
 #include "app/SettingsKey.h"
 #include "drivers/DriverErrors.h"
 #include "drivers/DriverSet.h"
+#include "drivers/Focuser.h"
 #include "drivers/Rotator.h"
+#include "link/SerialDevice.h"
 #include "sim/OutputLine.h"
+#include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
+#include <QTest>
 
 using namespace mivel;
 using namespace mivel::test;
@@ -24,14 +29,19 @@ namespace {
 
 // The whole server as the mivel program builds it, on a free loopback port: the real driver
 // objects, the link, and the simulated unit behind an in-memory line, with time on a manual
-// clock so that a 500 ms wait for a reply costs nothing.
+// clock so that a 500 ms wait for a reply costs nothing. On a terminal, the unit sits on a
+// pseudo-terminal that the link opens through the real serial port by its link's name.
 struct LiveRig : HttpRig {
+    explicit LiveRig(bool onTerminal = false)
+        : onTerminal(onTerminal) {}
+    const bool onTerminal;
     ManualClock clock;
     QTemporaryDir dir;
     sim::SimulatedUnit unit{clock};
+    sim::PtyHost host{unit};
     AppContext ctx{std::make_unique<MemorySettingsStore>(), std::make_unique<ScriptedPrompt>(),
-                   [this] { return sim::makeSimDevice(unit); }, AppPaths::inDirectory(dir.path()),
-                   clock};
+                   [this] { return onTerminal ? makeQtSerialDevice() : sim::makeSimDevice(unit); },
+                   AppPaths::inDirectory(dir.path()), clock};
     DriverSet drivers{ctx};
     alpaca::DriverServer server{ctx, drivers, [] {
                                     ServerOptions o;
@@ -43,9 +53,22 @@ struct LiveRig : HttpRig {
 
     quint16 port() const override { return server.port(); }
 
-    static void settle() {
+    QString linkPath() const { return dir.filePath(QStringLiteral("unit")); }
+    // Plugs the unit in (again) under the same name.
+    bool plugIn() {
+        QString why;
+        if (!host.start(linkPath(), &why))
+            qWarning() << why;
+        ctx.settings().portDevice = linkPath();
+        return host.isRunning();
+    }
+
+    void settle() const {
         for (int i = 0; i < 4; ++i)
             QCoreApplication::processEvents();
+        // The terminal's bytes travel in real time: each step of the clock gives them a moment.
+        if (onTerminal)
+            QTest::qWait(1);
     }
     // Moves time on in small steps, letting the line, the drivers and the sockets work.
     void advance(qint64 ms) {
@@ -135,7 +158,7 @@ private slots:
         rig->unit.clearReceived();
         const auto clients = clientsGet(20, "/api/v1/focuser/0/temperature");
         for (int i = 0; i < 20; ++i)
-            LiveRig::settle();
+            rig->settle();
         QCOMPARE(rig->sent(" T "), 1); // every read waits for the same one
         // It waits up to one second for the reading, then all get the last one there was.
         rig->advance(1010);
@@ -263,22 +286,36 @@ private slots:
         QCOMPARE(rig->get("/api/v1/switch/0/fanmode")["Value"].toInt(), 2);
     }
 
+    // While the unit is away every object a client had linked reads as not connected, and what
+    // needs the unit answers so; once it is back the objects link again by
+    // themselves, and a move works without any client connecting anew.
     void aUnitThatDropsOffTheLineAndComesBack() {
         connectFocuser();
+        QCOMPARE(outcome("/api/v1/rotator/0/connected", "Connected=true"), "0");
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=1000"), "0");
         rig->unit.setHungUp(true);
         rig->advance(50);
         QVERIFY(!rig->ctx.hub().serial()->connected());
-        // Reads still answer with the last values; commands say the port is gone.
-        QCOMPARE(rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(), 0);
-        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=3000"),
-                 "407 Serial link not established");
-        // Connecting while it is away fails: the port does not open, and then no probe is answered
-        // (the object records the last error it met) ...
-        QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=true"),
-                 "500 No response from focuser");
-        // ... and works again once it is back.
+        QVERIFY(rig->ctx.hub().lost());
+        for (const QByteArray device : {"focuser", "rotator"}) {
+            const QJsonObject c = rig->get("/api/v1/" + device + "/0/connected");
+            QCOMPARE(c["ErrorNumber"].toInt(), 0);
+            QCOMPARE(c["Value"].toBool(), false);
+        }
+        QCOMPARE(rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(), 0x407);
+        QCOMPARE(rig->get("/api/v1/rotator/0/position")["ErrorNumber"].toInt(), 0x407);
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=3000").left(3), "407");
+        // The hub keeps trying the device while it is away; nobody has to connect again.
+        rig->advance(5 * LinkHub::ReconnectPollMs);
+        QVERIFY(rig->ctx.hub().lost());
         rig->unit.setHungUp(false);
-        QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=true"), "0");
+        rig->unit.clearReceived();
+        rig->advance(LinkHub::ReconnectPollMs + 4 * Focuser::LinkAttemptMs);
+        QVERIFY(!rig->ctx.hub().lost());
+        QVERIFY(rig->unit.receivedBytes().startsWith("! "));
+        for (const QByteArray device : {"focuser", "rotator"})
+            QCOMPARE(rig->get("/api/v1/" + device + "/0/connected")["Value"].toBool(), true);
+        QCOMPARE(rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(), 0);
         QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=3000"), "0");
         QVERIFY(rig->unit.receivedBytes().contains("b3000 "));
     }
@@ -477,7 +514,7 @@ private slots:
                 c.request("GET", QByteArray("/api/v1/focuser/0/") + member);
                 std::optional<HttpReply> r;
                 for (int n = 0; n < 50 && !(r = c.take()); ++n)
-                    LiveRig::settle(); // no time passes
+                    rig->settle(); // no time passes
                 if (!r)
                     ++waited;
                 else
@@ -487,6 +524,83 @@ private slots:
         QCOMPARE(waited, 0);
         QCOMPARE(value("/api/v1/focuser/0/position").toInt(-1), 1234);
         QVERIFY(rig->sent(" Q ") >= 5 && rig->sent(" Q ") <= 7); // 3 s at one per 500 ms
+    }
+
+    // A client that disconnects while the unit is away no longer holds the object: the port
+    // comes back, but the object stays unlinked.
+    void aDisconnectWhileTheUnitIsAwayEndsTheRecovery() {
+        connectFocuser();
+        rig->unit.setHungUp(true);
+        rig->advance(50);
+        QVERIFY(rig->drivers.existing(DeviceProvider::Kind::Focuser)->linkLost());
+        QCOMPARE(outcome("/api/v1/focuser/0/connected", "Connected=false"), "0");
+        QVERIFY(!rig->drivers.existing(DeviceProvider::Kind::Focuser)->linkLost());
+        rig->unit.setHungUp(false);
+        rig->unit.clearReceived();
+        rig->advance(3 * LinkHub::ReconnectPollMs);
+        QVERIFY(!rig->ctx.hub().lost());
+        QCOMPARE(rig->unit.receivedBytes(), QByteArray()); // no probe
+        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), false);
+    }
+
+    // A unit that stops answering while its line stays raises no error: a linked object's
+    // queries going unanswered with nothing arriving at all tell the link is lost, and it is
+    // linked again when the unit answers again.
+    void aUnitThatFallsSilentIsLostAndFound() {
+        connectFocuser();
+        rig->unit.setSilent(true);
+        // A client keeps polling: the server's own status queries go unanswered.
+        for (int i = 0; i < 40 && !rig->ctx.hub().lost() &&
+                        !rig->drivers.existing(DeviceProvider::Kind::Focuser)->linkLost();
+             ++i) {
+            rig->get("/api/v1/focuser/0/position");
+            rig->advance(250);
+        }
+        QVERIFY(rig->drivers.existing(DeviceProvider::Kind::Focuser)->linkLost());
+        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), false);
+        QCOMPARE(rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(), 0x407);
+        // Reopened at once, the silent unit does not answer the probes; they are tried again.
+        rig->advance(5000);
+        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), false);
+        rig->unit.setSilent(false);
+        rig->advance(LinkHub::ReconnectPollMs + 4 * Focuser::LinkAttemptMs + 2000);
+        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), true);
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=2000"), "0");
+    }
+
+    // The unit unplugged and plugged in again on a real terminal, through the real serial port,
+    // with a client polling all along: the port's failure is noticed, the same name is opened
+    // again when it reappears, and the polls go back to good answers on their own.
+    void unpluggedAndPluggedInOnATerminal() {
+#ifndef Q_OS_UNIX
+        QSKIP("pseudo-terminals only");
+#endif
+        rig = std::make_unique<LiveRig>(true);
+        QVERIFY(rig->listening);
+        QVERIFY(rig->plugIn());
+        connectFocuser();
+        QVERIFY(rig->ctx.hub().serial()->connected());
+
+        auto poll = [&] { return rig->get("/api/v1/focuser/0/position")["ErrorNumber"].toInt(-1); };
+        QCOMPARE(poll(), 0);
+        rig->host.hangUp();
+        for (int i = 0; i < 40 && !rig->ctx.hub().lost(); ++i)
+            poll();
+        QVERIFY(rig->ctx.hub().lost());
+        QCOMPARE(poll(), 0x407);
+        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), false);
+
+        QVERIFY(rig->plugIn());
+        int polls = 0;
+        while (poll() != 0 && ++polls < 40)
+            rig->advance(100); // a client polling ten times a second
+        QVERIFY2(polls < 40, "no good answer after the unit came back");
+        QVERIFY(!rig->ctx.hub().lost());
+        QCOMPARE(rig->get("/api/v1/focuser/0/connected")["Value"].toBool(), true);
+        QCOMPARE(outcome("/api/v1/focuser/0/move", "Position=3000"), "0");
+        for (int i = 0; i < 200 && !rig->unit.receivedBytes().endsWith("b3000 "); ++i)
+            rig->advance(5);
+        QVERIFY(rig->unit.receivedBytes().endsWith("b3000 "));
     }
 };
 

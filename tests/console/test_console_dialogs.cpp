@@ -11,7 +11,10 @@
 #include "app/MemorySettingsStore.h"
 #include "app/SettingsKey.h"
 
+#include <QDir>
+#include <QFile>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace mivel;
@@ -167,6 +170,28 @@ private slots:
         QCOMPARE(portIndexFor(com, 20, {}), 19);
         QCOMPARE(portIndexFor(com, 0, {}), -1);
         QCOMPARE(portIndexFor(com, 3, QStringLiteral("/dev/none")), 2);
+    }
+
+    // A USB adapter is offered by the link that names it, which stays when it comes back under
+    // another device number; a device without one keeps its own path.
+    void portsAreNamedByTheirStableLinks() {
+#ifndef Q_OS_WIN
+        QTemporaryDir dir;
+        const QString byId = dir.filePath("by-id");
+        QVERIFY(QDir().mkpath(byId));
+        for (const char* name : {"ttyUSB0", "ttyUSB1"}) {
+            QFile f(dir.filePath(name));
+            QVERIFY(f.open(QIODevice::WriteOnly));
+        }
+        const QString adapter = byId + "/usb-Maker_Serial_A1-if00-port0";
+        QVERIFY(QFile::link("../ttyUSB1", adapter));
+        QVERIFY(QFile::link(dir.filePath("missing"), byId + "/usb-Dangling-if00-port0"));
+        QCOMPARE(stableDeviceName(dir.filePath("ttyUSB1"), byId), adapter);
+        QCOMPARE(stableDeviceName(dir.filePath("ttyUSB0"), byId), dir.filePath("ttyUSB0"));
+        QCOMPARE(stableDeviceName(dir.filePath("gone"), byId), dir.filePath("gone"));
+        QCOMPARE(stableDeviceName(dir.filePath("ttyUSB1"), dir.filePath("none")),
+                 dir.filePath("ttyUSB1"));
+#endif
     }
 
     // The calculator's results go to the focuser setup once they are numbers.

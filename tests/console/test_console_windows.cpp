@@ -184,6 +184,24 @@ private slots:
         QCOMPARE(rig.text(w.statusBar(), "lblLink"), QStringLiteral("Not connected"));
     }
 
+    // An unplugged unit: the status line says the link is being brought back, and once the unit
+    // is back the console is connected and polling again without the user's help.
+    void unpluggedUnitIsShownReconnectingAndComesBack() {
+        WindowRig rig;
+        MainWindow& w = rig.main();
+        rig.connectToUnit();
+        rig.unit.setHungUp(true);
+        rig.run(3 * LinkHub::ReconnectPollMs);
+        QVERIFY(rig.text(w.statusBar(), "lblLink").startsWith("Connection lost: reconnecting"));
+        QVERIFY(!rig.find(&w, "cmdGoto")->isEnabled());
+        rig.unit.setHungUp(false);
+        rig.unit.clearReceived();
+        rig.run(LinkHub::ReconnectPollMs + 1000);
+        QCOMPARE(rig.text(w.statusBar(), "lblLink").left(10), QStringLiteral("Connected:"));
+        QVERIFY(rig.find(&w, "cmdGoto")->isEnabled());
+        QVERIFY(!rig.unit.receivedBytes().isEmpty()); // polling again
+    }
+
     // A held jog button: the display keeps updating and the rotator stops at the wrap limit.
     void heldRotatorJogStopsAtTheWrapLimit() {
         WindowRig rig;

@@ -57,6 +57,8 @@ private slots:
     void waitEndsWhenConditionHoldsAfterAChunk();
     void tasksChainAndYield();
     void manualClockTimers();
+    void lostPortIsReopenedOnTheSameDeviceEverySecond();
+    void unitFallenSilentIsLostOnlyAfterTheLimit();
 };
 
 void RoutingTest::firstConnectorCreatesOneSharedSerial() {
@@ -266,6 +268,72 @@ void RoutingTest::manualClockTimers() {
     periodic.stop();
     clock.advance(1000);
     QCOMPARE(ticks, 4);
+}
+
+// The device fails while open: the hub tries the same device once a second until it opens,
+// and stops trying when the last holder lets the link go.
+void RoutingTest::lostPortIsReopenedOnTheSameDeviceEverySecond() {
+    Rig rig;
+    auto holder = std::make_unique<Connector>(rig.hub);
+    Serial& serial = holder->serial();
+    serial.setDevicePath(QStringLiteral("/dev/ttyUSB7"));
+    QVERIFY(!serial.setConnected(true));
+    QSignalSpy lost(&rig.hub, &LinkHub::linkLost);
+    QSignalSpy restored(&rig.hub, &LinkHub::linkRestored);
+    FakeSerialDevice& device = *rig.lastDevice;
+    device.openError = QStringLiteral("No such file or directory");
+    device.hangUp(QStringLiteral("Input/output error"));
+    QCOMPARE(lost.count(), 1);
+    QVERIFY(rig.hub.lost());
+    device.setPortName({});
+    rig.clock.advance(3 * LinkHub::ReconnectPollMs);
+    QCOMPARE(device.portName(), QStringLiteral("/dev/ttyUSB7")); // tried, and failed
+    QVERIFY(rig.hub.lost());
+    device.openError.clear();
+    rig.clock.advance(LinkHub::ReconnectPollMs - 1);
+    QCOMPARE(device.openCount, 1);
+    rig.clock.advance(1);
+    QCOMPARE(device.openCount, 2);
+    QVERIFY(serial.connected());
+    QVERIFY(!rig.hub.lost());
+    QCOMPARE(restored.count(), 1);
+    QCOMPARE(lost.count(), 1);
+
+    device.hangUp(QStringLiteral("Input/output error"));
+    QVERIFY(rig.hub.lost());
+    holder.reset(); // the last holder: the link is torn down, and nothing is retried
+    QVERIFY(!rig.hub.lost());
+    rig.clock.advance(3 * LinkHub::ReconnectPollMs);
+    QCOMPARE(rig.devicesMade, 1);
+    QCOMPARE(restored.count(), 1);
+}
+
+// Unanswered queries count only once nothing at all has arrived for the whole limit; the port is
+// then closed, reported lost and opened again.
+void RoutingTest::unitFallenSilentIsLostOnlyAfterTheLimit() {
+    Rig rig;
+    Connector holder(rig.hub);
+    QVERIFY(!holder.serial().setConnected(true));
+    QSignalSpy lost(&rig.hub, &LinkHub::linkLost);
+    rig.clock.advance(LinkHub::SilenceLimitMs - 1);
+    rig.hub.deliver(":fp 1 ");
+    rig.clock.advance(LinkHub::SilenceLimitMs - 1);
+    rig.hub.noteUnanswered();
+    QCOMPARE(lost.count(), 0);
+    rig.clock.advance(1);
+    rig.hub.noteUnanswered();
+    QCOMPARE(lost.count(), 1);
+    QCOMPARE(lost.at(0).at(0).toString(), QStringLiteral("the unit stopped answering"));
+    QVERIFY(!holder.serial().connected());
+    rig.hub.noteUnanswered(); // already lost: nothing more
+    QCOMPARE(lost.count(), 1);
+    rig.clock.advance(LinkHub::ReconnectPollMs);
+    QVERIFY(holder.serial().connected());
+    QVERIFY(!rig.hub.lost());
+    // The silence is counted afresh from the reopening.
+    rig.clock.advance(LinkHub::SilenceLimitMs - 1);
+    rig.hub.noteUnanswered();
+    QCOMPARE(lost.count(), 1);
 }
 
 QTEST_GUILESS_MAIN(RoutingTest)

@@ -98,10 +98,14 @@ void MainWindow::refreshLink() {
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         a->setEnabled(app_.calibrationAvailable());
     if (auto* link = findChild<QLabel*>(QStringLiteral("lblLink"))) {
-        const Serial* serial = app_.context().hub().serial();
-        const QString device = serial ? serial->deviceName() : QString();
-        link->setText(open ? QStringLiteral("Connected: %1").arg(device)
-                           : QStringLiteral("Not connected"));
+        const LinkHub& hub = app_.context().hub();
+        const QString device = hub.serial() ? hub.serial()->deviceName() : QString();
+        if (open)
+            link->setText(QStringLiteral("Connected: %1").arg(device));
+        else if (hub.lost())
+            link->setText(QStringLiteral("Connection lost: reconnecting to %1...").arg(device));
+        else
+            link->setText(QStringLiteral("Not connected"));
     }
 }
 
