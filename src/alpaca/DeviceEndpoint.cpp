@@ -234,6 +234,16 @@ Task<Reply> DeviceEndpoint::mirrored(StatusMirror& mirror, QString member) {
     co_return valueOf(values, member);
 }
 
+Task<Reply> DeviceEndpoint::movingFrom(StatusMirror& mirror, const MoveWatch& watch) {
+    const Alive token = alive();
+    const StatusMirror::Values values = co_await mirror.current();
+    if (gone(token))
+        co_return Reply::none();
+    if (watch.active())
+        co_return Reply::of(true);
+    co_return valueOf(values, QStringLiteral("IsMoving"));
+}
+
 Task<Reply> DeviceEndpoint::action(QString name, QString parameters) {
     buildRoutes();
     const MemberInfo* m = device().member(name);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AlpacaProtocol.h"
+#include "MoveWatch.h"
 #include "StatusMirror.h"
 
 #include "drivers/AutomationDevice.h"
@@ -145,6 +146,8 @@ protected:
     std::unique_ptr<StatusMirror> makeMirror(QStringList members, qint64 queryIntervalMs);
     // One member's value from a mirror.
     Task<Reply> mirrored(StatusMirror& mirror, QString member);
+    // IsMoving: true while a move the server sent is under way, else as the mirror last read it.
+    Task<Reply> movingFrom(StatusMirror& mirror, const MoveWatch& watch);
     // A member of a mirror's values, or why there is none.
     static Reply valueOf(const StatusMirror::Values& values, const QString& member);
 

@@ -91,15 +91,7 @@ protected:
     }
 
 private:
-    Task<Reply> moving() {
-        const Alive token = alive();
-        const StatusMirror::Values values = co_await status_->current();
-        if (gone(token))
-            co_return Reply::none();
-        if (watch_.active())
-            co_return Reply::of(true);
-        co_return valueOf(values, IsMoving);
-    }
+    Task<Reply> moving() { return movingFrom(*status_, watch_); }
 
     // The object's temperature is in degrees Fahrenheit, and empty until the unit has reported
     // one; the interface's is in Celsius, and an error while it is not known.

@@ -152,15 +152,7 @@ private:
         co_return r;
     }
 
-    Task<Reply> moving() {
-        const Alive token = alive();
-        const StatusMirror::Values values = co_await status_->current();
-        if (gone(token))
-            co_return Reply::none();
-        if (watch_.active())
-            co_return Reply::of(true);
-        co_return valueOf(values, IsMoving);
-    }
+    Task<Reply> moving() { return movingFrom(*status_, watch_); }
 
     // The target of the move under way, or of the last one; before any, where it stands.
     Task<Reply> targetPosition() {
