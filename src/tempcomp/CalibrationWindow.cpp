@@ -479,6 +479,16 @@ void CalibrationWindow::reportOpenError() {
                          Prompt::Icon::Warning);
 }
 
+// A file that loaded nothing: empty, or every line refused or unknown.
+void CalibrationWindow::reportNothingLoaded(bool empty, const QString& what, QStringList skipped,
+                                            const QStringList& unknown) {
+    if (!unknown.isEmpty())
+        skipped << QStringLiteral("Unknown keys: ") + unknown.join(QStringLiteral(", "));
+    reportFileProblem(empty ? QStringLiteral("The file is empty.")
+                            : QStringLiteral("No %1 were loaded from the file.").arg(what),
+                      skipped);
+}
+
 void CalibrationWindow::reportFileProblem(const QString& headline, const QStringList& details) {
     QString text = headline;
     if (!details.isEmpty())
@@ -552,12 +562,7 @@ bool CalibrationWindow::loadParameterFile(const QString& path) {
             skipped << key + QStringLiteral(": ") + refusalReason(info->param, text);
     }
     if (found.empty()) {
-        if (!unknown.isEmpty())
-            skipped << QStringLiteral("Unknown keys: ") + unknown.join(QStringLiteral(", "));
-        reportFileProblem(lines->empty() ? QStringLiteral("The file is empty.")
-                                         : QStringLiteral("No parameters were loaded from the "
-                                                          "file."),
-                          skipped);
+        reportNothingLoaded(lines->empty(), QStringLiteral("parameters"), skipped, unknown);
         return false;
     }
     for (const auto& [param, text] : found)
@@ -625,12 +630,7 @@ bool CalibrationWindow::loadCoefficientFile(const QString& path) {
                                   : QStringLiteral("slope ") + notANumber(items.value(1)));
     }
     if (found.empty()) {
-        if (!unknown.isEmpty())
-            skipped << QStringLiteral("Unknown keys: ") + unknown.join(QStringLiteral(", "));
-        reportFileProblem(lines->empty() ? QStringLiteral("The file is empty.")
-                                         : QStringLiteral("No coefficients were loaded from the "
-                                                          "file."),
-                          skipped);
+        reportNothingLoaded(lines->empty(), QStringLiteral("coefficients"), skipped, unknown);
         return false;
     }
     for (const Found& f : found) {

@@ -122,6 +122,8 @@ private:
     void clearCoefficients(const QString& note);
     QString zeroSlopeNote() const;
     void reportFileProblem(const QString& headline, const QStringList& details);
+    void reportNothingLoaded(bool empty, const QString& what, QStringList skipped,
+                             const QStringList& unknown);
     void setChanged(bool changed);
     bool portOpen() const;
     bool checkPort();
