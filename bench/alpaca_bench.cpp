@@ -144,7 +144,7 @@ struct Server {
             std::make_unique<MemorySettingsStore>(), std::make_unique<LogPrompt>(),
             [this] { return sim::makeSimDevice(unit); }, AppPaths::inDirectory(dir.path()));
         drivers = std::make_unique<DriverSet>(*ctx);
-        ServerOptions options;
+        ServeOptions options;
         options.alpacaPort = 0;
         server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
         QString error;

@@ -80,7 +80,7 @@ struct Rig {
                                            std::make_unique<LogPrompt>(), makeQtSerialDevice,
                                            AppPaths::inDirectory(dir.path()));
         drivers = std::make_unique<DriverSet>(*ctx);
-        ServerOptions options;
+        ServeOptions options;
         options.alpacaPort = 0;
         server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
         QString error;

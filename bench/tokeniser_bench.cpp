@@ -1,9 +1,9 @@
 // Throughput of the reply tokeniser on realistic replies split at random points, with a
 // receiver that does what the program's receivers do: look the tag up and convert the value.
 
-#include "link/Numbers.h"
-#include "link/Replies.h"
-#include "link/Tokeniser.h"
+#include "core/Numbers.h"
+#include "wire/Replies.h"
+#include "wire/Tokeniser.h"
 
 #include <benchmark/benchmark.h>
 

@@ -3,7 +3,7 @@
 // end the same way, keep every limit, and never crash. Built with AddressSanitizer and
 // UndefinedBehaviorSanitizer.
 
-#include "alpaca/HttpRequest.h"
+#include "http/HttpRequest.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // rest is the stream. The stream is fed whole and split, and both must report the same values
 // and end in the same state. Built with AddressSanitizer and UndefinedBehaviorSanitizer.
 
-#include "link/Tokeniser.h"
+#include "wire/Tokeniser.h"
 
 #include <cstddef>
 #include <cstdint>

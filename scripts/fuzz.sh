@@ -10,7 +10,7 @@ flags=(-std=c++20 -O1 -g -fsanitize=fuzzer,address,undefined -fno-sanitize-recov
 read -r -a qt <<<"$(pkg-config --cflags --libs Qt6Core) -fPIC"
 mkdir -p "$out"/corpus/{tokeniser,http,settings}
 clang++ "${flags[@]}" fuzz/tokeniser_fuzz.cpp -o "$out/tokeniser_fuzz"
-clang++ "${flags[@]}" fuzz/http_request_fuzz.cpp src/alpaca/HttpRequest.cpp "${qt[@]}" \
+clang++ "${flags[@]}" fuzz/http_request_fuzz.cpp src/http/HttpRequest.cpp "${qt[@]}" \
     -o "$out/http_request_fuzz"
 clang++ "${flags[@]}" fuzz/settings_file_fuzz.cpp src/app/SettingsFileFormat.cpp \
     src/app/SettingsTree.cpp "${qt[@]}" -o "$out/settings_file_fuzz"

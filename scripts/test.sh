@@ -4,7 +4,7 @@
 # the settings file format under sanitizers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-BUILD_DIR=build-test scripts/build.sh -DMIVEL_BUILD_TESTS=ON -DMIVEL_BUILD_BENCH=ON
+BUILD_DIR=build-test scripts/build.sh -DMIVEL_BUILD_TESTS=ON -DMIVEL_BUILD_BENCH=ON -DMIVEL_WERROR=ON
 cmake --build build-test --target format-check
 scripts/fuzz.sh "${FUZZ_SECONDS:-30}"
 export QT_QPA_PLATFORM=offscreen

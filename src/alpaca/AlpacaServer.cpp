@@ -144,28 +144,35 @@ QString collectArguments(const Route& route, const Params& params, QVariantList*
 
 } // namespace
 
+AlpacaServer::DeviceCall AlpacaServer::refusedCall(QString why) {
+    DeviceCall call;
+    call.refusal = std::move(why);
+    return call;
+}
+
 AlpacaServer::DeviceCall AlpacaServer::resolve(const http::Request& request) {
     DeviceCall call;
     const QStringList parts = QString::fromUtf8(request.path).split(u'/');
     // "", "api", "v1", type, number, member
     if (parts.size() != 6 || parts[2] != u"v1")
-        return {QStringLiteral("Not an Alpaca device path: ") + parts.join('/')};
+        return refusedCall(QStringLiteral("Not an Alpaca device path: ") + parts.join('/'));
     DeviceEndpoint* device = endpoint(parts[3]);
     if (device == nullptr)
-        return {QStringLiteral("Unknown device type: ") + parts[3]};
+        return refusedCall(QStringLiteral("Unknown device type: ") + parts[3]);
     if (!isCanonicalZero(parts[4]))
-        return {QStringLiteral("Unknown device number: ") + parts[4]};
+        return refusedCall(QStringLiteral("Unknown device number: ") + parts[4]);
     const std::optional<Verb> verb = verbOf(request.method);
     if (!verb)
-        return {QStringLiteral("Method %1 is not used by the Alpaca API")
-                    .arg(QString::fromLatin1(request.method))};
+        return refusedCall(QStringLiteral("Method %1 is not used by the Alpaca API")
+                               .arg(QString::fromLatin1(request.method)));
     const QString& member = parts[5];
     switch (device->find(member, *verb, &call.route)) {
     case DeviceEndpoint::Lookup::NoSuchMember:
-        return {QStringLiteral("Unknown member: ") + member};
+        return refusedCall(QStringLiteral("Unknown member: ") + member);
     case DeviceEndpoint::Lookup::WrongVerb:
-        return {*verb == Verb::Get ? QStringLiteral("%1 cannot be read; use PUT").arg(member)
-                                   : QStringLiteral("%1 cannot be written; use GET").arg(member)};
+        return refusedCall(*verb == Verb::Get
+                               ? QStringLiteral("%1 cannot be read; use PUT").arg(member)
+                               : QStringLiteral("%1 cannot be written; use GET").arg(member));
     case DeviceEndpoint::Lookup::Found:
         break;
     }

@@ -2,10 +2,10 @@
 
 #include "DeviceEndpoint.h"
 #include "DeviceIds.h"
-#include "HttpServer.h"
+#include "http/HttpServer.h"
 
+#include "core/Clock.h"
 #include "drivers/AutomationDevice.h"
-#include "link/Clock.h"
 
 #include <QObject>
 
@@ -72,6 +72,7 @@ private:
         QVariantList args;
         Params params;
     };
+    static DeviceCall refusedCall(QString why);
     DeviceCall resolve(const http::Request& request);
     void serveDevice(const http::Request& request, const http::Responder& responder);
     void serveManagement(const http::Request& request, const http::Responder& responder);

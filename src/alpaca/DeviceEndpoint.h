@@ -4,9 +4,9 @@
 #include "MoveWatch.h"
 #include "StatusMirror.h"
 
+#include "core/Clock.h"
+#include "core/Task.h"
 #include "drivers/AutomationDevice.h"
-#include "link/Clock.h"
-#include "link/Task.h"
 
 #include <QHash>
 #include <QString>

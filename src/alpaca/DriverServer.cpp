@@ -28,7 +28,7 @@ private:
 
 } // namespace
 
-DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServerOptions options,
+DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServeOptions options,
                            QObject* parent)
     : QObject(parent)
     , ctx_(ctx)

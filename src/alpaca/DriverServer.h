@@ -2,8 +2,8 @@
 
 #include "AlpacaServer.h"
 #include "Discovery.h"
-#include "HttpServer.h"
-#include "ServerOptions.h"
+#include "ServeOptions.h"
+#include "http/HttpServer.h"
 
 #include <QObject>
 
@@ -21,7 +21,7 @@ namespace alpaca {
 class DriverServer : public QObject {
     Q_OBJECT
 public:
-    DriverServer(AppContext& ctx, DeviceProvider& devices, ServerOptions options,
+    DriverServer(AppContext& ctx, DeviceProvider& devices, ServeOptions options,
                  QObject* parent = nullptr);
     ~DriverServer() override;
 
@@ -38,7 +38,7 @@ private:
     AlpacaServer::Rows settingsRows() const;
 
     AppContext& ctx_;
-    ServerOptions options_;
+    ServeOptions options_;
     std::unique_ptr<KeptValues> kept_;
     std::unique_ptr<AlpacaServer> alpaca_;
     std::unique_ptr<http::Server> http_;

@@ -2,8 +2,8 @@
 
 #include "AlpacaProtocol.h"
 
-#include "link/Clock.h"
-#include "link/Task.h"
+#include "core/Clock.h"
+#include "core/Task.h"
 
 #include <QHash>
 #include <QObject>

@@ -7,7 +7,7 @@
 #include "SettingsStore.h"
 #include "SharedValues.h"
 
-#include "link/Clock.h"
+#include "core/Clock.h"
 #include "link/LinkHub.h"
 
 #include <QString>

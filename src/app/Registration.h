@@ -2,7 +2,7 @@
 
 #include "SettingsStore.h"
 
-#include "link/AutomationError.h"
+#include "core/AutomationError.h"
 
 #include <QString>
 

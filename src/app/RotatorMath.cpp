@@ -1,6 +1,6 @@
 #include "RotatorMath.h"
 
-#include "link/Format.h"
+#include "core/Format.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "SettingsStore.h"
 
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <QtEndian>
 

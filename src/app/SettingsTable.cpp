@@ -1,6 +1,6 @@
 #include "SettingsTable.h"
 
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <algorithm>
 #include <type_traits>

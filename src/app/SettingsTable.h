@@ -3,7 +3,7 @@
 #include "Settings.h"
 #include "SettingsStore.h"
 
-#include "link/AutomationError.h"
+#include "core/AutomationError.h"
 
 #include <QString>
 #include <QVariant>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <QString>
 

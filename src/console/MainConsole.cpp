@@ -6,8 +6,8 @@
 #include "tempcomp/TempCompReplies.h"
 
 #include "app/SettingsKey.h"
-#include "link/Format.h"
-#include "link/Numbers.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
 
 #include <QDir>
 

@@ -5,12 +5,12 @@
 #include "Readings.h"
 
 #include "app/AppContext.h"
-#include "link/Clock.h"
-#include "link/Commands.h"
+#include "console/ReplyWatchdog.h"
+#include "core/Clock.h"
 #include "link/LinkHub.h"
-#include "link/Replies.h"
-#include "link/ReplyWatchdog.h"
-#include "link/Tokeniser.h"
+#include "wire/Commands.h"
+#include "wire/Replies.h"
+#include "wire/Tokeniser.h"
 
 #include <QObject>
 #include <QPointer>

@@ -4,9 +4,9 @@
 
 #include "app/SettingsKey.h"
 #include "app/SettingsTable.h"
-#include "link/Commands.h"
-#include "link/Format.h"
-#include "link/Numbers.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
+#include "wire/Commands.h"
 
 namespace mivel::console {
 namespace {

@@ -4,7 +4,7 @@
 // plain port chooser frmProperties. Each reads its values from the settings key when it loads
 // and writes them back on OK; the windows are thin views over these.
 
-#include "PortList.h"
+#include "link/PortList.h"
 
 #include "app/AppContext.h"
 

@@ -1,7 +1,7 @@
 #include "StepSizeCalculator.h"
 
-#include "link/Format.h"
-#include "link/Numbers.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
 
 #include <cmath>
 #include <cstdint>

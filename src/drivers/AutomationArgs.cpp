@@ -2,7 +2,7 @@
 
 #include "DriverErrors.h"
 
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <cmath>
 #include <limits>

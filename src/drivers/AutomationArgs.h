@@ -5,7 +5,7 @@
 // runtime did: numbers round half to even, text is numeric when it reads as a decimal number,
 // a value beyond the type's range overflows.
 
-#include "link/AutomationError.h"
+#include "core/AutomationError.h"
 
 #include <QVariant>
 

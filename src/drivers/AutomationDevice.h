@@ -1,7 +1,7 @@
 #pragma once
 
-#include "link/AutomationError.h"
-#include "link/Task.h"
+#include "core/AutomationError.h"
+#include "core/Task.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/AutomationError.h"
+#include "core/AutomationError.h"
 
 #include <optional>
 #include <span>

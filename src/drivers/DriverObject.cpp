@@ -3,7 +3,7 @@
 #include "AutomationArgs.h"
 #include "DriverErrors.h"
 
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 namespace mivel {
 

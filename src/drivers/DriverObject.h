@@ -4,12 +4,12 @@
 #include "DriverErrors.h"
 
 #include "app/AppContext.h"
-#include "link/Clock.h"
-#include "link/Commands.h"
+#include "core/Clock.h"
+#include "core/Waits.h"
 #include "link/LinkHub.h"
-#include "link/Replies.h"
-#include "link/Tokeniser.h"
-#include "link/Waits.h"
+#include "wire/Commands.h"
+#include "wire/Replies.h"
+#include "wire/Tokeniser.h"
 
 #include <QObject>
 

@@ -1,7 +1,7 @@
 #include "Focuser.h"
 
 #include "app/CheckRegistry.h"
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 
 #include "app/CheckRegistry.h"
 #include "app/SettingsKey.h"
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <cmath>
 #include <cstdlib>

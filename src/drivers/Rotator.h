@@ -3,7 +3,7 @@
 #include "DriverObject.h"
 #include "MemberTable.h"
 
-#include "link/Clock.h"
+#include "core/Clock.h"
 
 #include <optional>
 

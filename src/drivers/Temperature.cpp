@@ -1,7 +1,7 @@
 #include "Temperature.h"
 
 #include "app/CheckRegistry.h"
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "WrapDialogs.h"
 
-#include "link/Commands.h"
+#include "wire/Commands.h"
 
 #include <cmath>
 

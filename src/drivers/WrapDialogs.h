@@ -4,8 +4,8 @@
 // are thin views over these; tests drive them without a display.
 
 #include "app/AppContext.h"
-#include "link/Clock.h"
-#include "link/Task.h"
+#include "core/Clock.h"
+#include "core/Task.h"
 
 #include <QObject>
 #include <QPointF>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Clock.h"
 #include "Serial.h"
 #include "SerialDevice.h"
-#include "Waits.h"
+#include "core/Clock.h"
+#include "core/Waits.h"
 
 #include <QObject>
 #include <QPointer>

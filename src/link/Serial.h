@@ -1,7 +1,7 @@
 #pragma once
 
-#include "AutomationError.h"
 #include "SerialDevice.h"
+#include "core/AutomationError.h"
 
 #include <QByteArray>
 #include <QByteArrayList>

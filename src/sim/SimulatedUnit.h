@@ -8,7 +8,7 @@
 #include "sim/TempComp.h"
 #include "sim/ThermalModel.h"
 
-#include "link/Clock.h"
+#include "core/Clock.h"
 
 #include <QByteArray>
 #include <QByteArrayList>

@@ -4,7 +4,7 @@
 // its control, its key and form in the parameter file, the kind of value it takes and the reply
 // the unit reports it with.
 
-#include "link/Replies.h"
+#include "wire/Replies.h"
 
 #include <QString>
 

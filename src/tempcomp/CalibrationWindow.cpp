@@ -5,9 +5,9 @@
 
 #include "app/FileSave.h"
 #include "app/SettingsKey.h"
-#include "link/Commands.h"
-#include "link/Format.h"
-#include "link/Numbers.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
+#include "wire/Commands.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -10,9 +10,9 @@
 #include "FitLine.h"
 
 #include "app/AppContext.h"
-#include "link/Clock.h"
-#include "link/Task.h"
-#include "link/Tokeniser.h"
+#include "core/Clock.h"
+#include "core/Task.h"
+#include "wire/Tokeniser.h"
 
 #include <QDateTime>
 #include <QObject>

@@ -1,7 +1,7 @@
 #include "HeaterLoopUpload.h"
 
-#include "link/Commands.h"
-#include "link/Numbers.h"
+#include "core/Numbers.h"
+#include "wire/Commands.h"
 
 #include <optional>
 

@@ -1,8 +1,8 @@
 #include "TempCompDialog.h"
 
-#include "link/Commands.h"
-#include "link/Format.h"
-#include "link/Numbers.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
+#include "wire/Commands.h"
 
 #include <algorithm>
 #include <cmath>

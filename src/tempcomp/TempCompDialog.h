@@ -11,7 +11,7 @@
 #include "TempCompReplies.h"
 
 #include "app/AppContext.h"
-#include "link/Clock.h"
+#include "core/Clock.h"
 
 #include <QObject>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "TempCompReplies.h"
 
-#include "link/Numbers.h"
+#include "core/Numbers.h"
 
 #include <algorithm>
 

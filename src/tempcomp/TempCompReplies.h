@@ -6,8 +6,8 @@
 
 #include "app/SharedValues.h"
 #include "link/LinkHub.h"
-#include "link/Replies.h"
-#include "link/Tokeniser.h"
+#include "wire/Replies.h"
+#include "wire/Tokeniser.h"
 
 #include <QString>
 

@@ -4,11 +4,11 @@
 #include "support/FakeSerialDevice.h"
 
 #include "alpaca/AlpacaServer.h"
-#include "alpaca/HttpServer.h"
 #include "app/AppContext.h"
 #include "app/MemorySettingsStore.h"
+#include "core/Waits.h"
 #include "drivers/DriverSet.h"
-#include "link/Waits.h"
+#include "http/HttpServer.h"
 
 #include <QMap>
 #include <QTemporaryDir>

@@ -44,7 +44,7 @@ struct LiveRig : HttpRig {
                    AppPaths::inDirectory(dir.path()), clock};
     DriverSet drivers{ctx};
     alpaca::DriverServer server{ctx, drivers, [] {
-                                    ServerOptions o;
+                                    ServeOptions o;
                                     o.alpacaPort = 0; // any free one
                                     return o;
                                 }()};
@@ -365,7 +365,7 @@ private slots:
 
         // A new server on the same settings knows the offset.
         alpaca::DriverServer again(rig->ctx, rig->drivers, [] {
-            ServerOptions o;
+            ServeOptions o;
             o.alpacaPort = 0;
             return o;
         }());

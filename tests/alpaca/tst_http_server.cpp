@@ -5,7 +5,7 @@
 #include "ServerFixture.h"
 
 #include "alpaca/Discovery.h"
-#include "alpaca/HttpRequest.h"
+#include "http/HttpRequest.h"
 
 #include <QHostInfo>
 #include <QNetworkDatagram>

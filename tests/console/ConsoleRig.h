@@ -9,7 +9,7 @@
 
 #include "app/AppContext.h"
 #include "app/Prompt.h"
-#include "link/Clock.h"
+#include "core/Clock.h"
 
 #include <QTemporaryDir>
 

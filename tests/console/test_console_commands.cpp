@@ -66,7 +66,7 @@ private slots:
         const struct {
             std::function<void()> act;
             QByteArray expected;
-            QString question;
+            QString question = {};
         } cases[] = {
             {[&] { c.focusStop(); }, "S "},
             {[&] { c.recordFocus(); }, " f "},

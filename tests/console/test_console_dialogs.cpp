@@ -3,9 +3,9 @@
 
 #include "ConsoleRig.h"
 
-#include "console/PortList.h"
 #include "console/SetupDialogs.h"
 #include "console/StepSizeCalculator.h"
+#include "link/PortList.h"
 
 #include "app/CheckRegistry.h"
 #include "app/MemorySettingsStore.h"

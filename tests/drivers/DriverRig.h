@@ -7,7 +7,7 @@
 
 #include "app/AppContext.h"
 #include "app/MemorySettingsStore.h"
-#include "link/Task.h"
+#include "core/Task.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

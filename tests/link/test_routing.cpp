@@ -3,9 +3,9 @@
 
 #include "support/FakeSerialDevice.h"
 
+#include "console/ReplyWatchdog.h"
+#include "core/Task.h"
 #include "link/LinkHub.h"
-#include "link/ReplyWatchdog.h"
-#include "link/Task.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/Tokeniser.h"
+#include "wire/Tokeniser.h"
 
 #include <QByteArray>
 #include <QString>

@@ -2,7 +2,7 @@
 
 #include "console/ConsoleDialogs.h"
 #include "console/ConsoleLifetime.h"
-#include "console/PortList.h"
+#include "link/PortList.h"
 
 #include "app/AppContext.h"
 #include "app/ConsoleWindows.h"

@@ -1,6 +1,6 @@
 #include "CalibrationChart.h"
 
-#include "link/Format.h"
+#include "core/Format.h"
 
 #include <QChart>
 #include <QLegendMarker>

@@ -3,7 +3,7 @@
 #include "CalibrationChart.h"
 #include "ui_frmCal.h"
 
-#include "link/Format.h"
+#include "core/Format.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>

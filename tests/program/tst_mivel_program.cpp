@@ -1,7 +1,7 @@
 // The mivel program as users start it: headless on the simulated unit, stopped by a signal, and
 // refusing what it cannot do with one line and a non-zero exit.
 
-#include "HttpTestClient.h"
+#include "alpaca/HttpTestClient.h"
 
 #include <QFile>
 #include <QJsonArray>

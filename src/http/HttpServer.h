@@ -28,7 +28,7 @@
 
 #include "HttpRequest.h"
 
-#include "link/Clock.h"
+#include "core/Clock.h"
 
 #include <QByteArray>
 #include <QHostAddress>

@@ -1,6 +1,6 @@
 #include "Replies.h"
 
-#include "Format.h"
+#include "core/Format.h"
 
 #include <array>
 #include <unordered_map>

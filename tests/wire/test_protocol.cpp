@@ -1,10 +1,10 @@
 // The wire codec: command bytes, the tokeniser's chunk joining, numbers and display formats.
 
-#include "link/Commands.h"
-#include "link/Format.h"
-#include "link/Numbers.h"
-#include "link/Replies.h"
-#include "link/Tokeniser.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
+#include "wire/Commands.h"
+#include "wire/Replies.h"
+#include "wire/Tokeniser.h"
 
 #include <QTest>
 

@@ -1,15 +1,15 @@
 // mivel: the control console and Alpaca driver server of the Mivel unit. Options are parsed in
-// alpaca/ServerOptions; the server itself is alpaca/DriverServer over the driver objects.
+// program/ProgramOptions; the server itself is alpaca/DriverServer over the driver objects.
 
 #include "alpaca/DriverServer.h"
-#include "alpaca/ServerOptions.h"
-#include "alpaca/StopSignals.h"
 #include "app/AppContext.h"
 #include "app/CheckRegistry.h"
 #include "app/SettingsStoreFactory.h"
 #include "console/ui/ConsoleApp.h"
 #include "drivers/DriverSet.h"
 #include "link/LinkHub.h"
+#include "program/ProgramOptions.h"
+#include "program/StopSignals.h"
 #include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -73,12 +73,12 @@ int main(int argc, char* argv[]) {
     QStringList args;
     for (int i = 0; i < argc; ++i)
         args << QString::fromLocal8Bit(argv[i]);
-    const ParsedOptions parsed = parseServerOptions(args);
+    const ParsedOptions parsed = parseProgramOptions(args);
     if (!parsed.options)
         return fail(parsed.error + QStringLiteral(" (mivel --help lists the options)"), 2);
-    const ServerOptions& options = *parsed.options;
+    const ProgramOptions& options = *parsed.options;
     if (options.help) {
-        QTextStream(stdout) << serverUsage();
+        QTextStream(stdout) << programUsage();
         return 0;
     }
     const bool headless = options.headless || !displayAvailable();

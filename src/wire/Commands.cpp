@@ -1,7 +1,7 @@
 #include "Commands.h"
 
-#include "Format.h"
-#include "Numbers.h"
+#include "core/Format.h"
+#include "core/Numbers.h"
 
 #include <array>
 #include <charconv>

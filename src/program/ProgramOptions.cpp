@@ -1,4 +1,4 @@
-#include "ServerOptions.h"
+#include "ProgramOptions.h"
 
 #include <QCommandLineParser>
 
@@ -40,14 +40,14 @@ std::optional<QHostAddress> parseAddress(const QString& text) {
 
 } // namespace
 
-ParsedOptions parseServerOptions(const QStringList& args) {
+ParsedOptions parseProgramOptions(const QStringList& args) {
     Parser parser;
     if (!parser.p.parse(args))
         return {std::nullopt, parser.p.errorText()};
     if (!parser.p.positionalArguments().isEmpty())
         return {std::nullopt,
                 QStringLiteral("Unexpected argument: ") + parser.p.positionalArguments().first()};
-    ServerOptions o;
+    ProgramOptions o;
     o.help = parser.p.isSet(parser.help);
     o.headless = parser.p.isSet(parser.headless);
     o.simulate = parser.p.isSet(parser.simulate);
@@ -89,7 +89,7 @@ ParsedOptions parseServerOptions(const QStringList& args) {
     return {o, {}};
 }
 
-QString serverUsage() {
+QString programUsage() {
     return QStringLiteral(
         "Usage: mivel [options]\n"
         "Mivel control console and Alpaca driver server.\n"

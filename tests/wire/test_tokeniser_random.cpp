@@ -2,8 +2,8 @@
 // splits, it must not crash and must report exactly what it reports for the whole stream. Run
 // under AddressSanitizer and UndefinedBehaviorSanitizer by the test script's sanitizer build.
 
-#include "link/Replies.h"
-#include "link/Tokeniser.h"
+#include "wire/Replies.h"
+#include "wire/Tokeniser.h"
 
 #include <QRandomGenerator>
 #include <QRegularExpression>

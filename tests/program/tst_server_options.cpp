@@ -1,16 +1,16 @@
 // The mivel command line.
 
-#include "alpaca/ServerOptions.h"
+#include "program/ProgramOptions.h"
 
 #include <QTest>
 
 using namespace mivel;
 
-class ServerOptionsTest : public QObject {
+class ProgramOptionsTest : public QObject {
     Q_OBJECT
     static ParsedOptions parse(QStringList args) {
         args.prepend("mivel");
-        return parseServerOptions(args);
+        return parseProgramOptions(args);
     }
 
 private slots:
@@ -63,5 +63,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(ServerOptionsTest)
+QTEST_GUILESS_MAIN(ProgramOptionsTest)
 #include "tst_server_options.moc"
