@@ -35,7 +35,7 @@ DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServeOption
     , options_(std::move(options)) {
     DeviceIds ids = DeviceIds::load(ctx.paths().configDir, AlpacaServer::deviceTypes());
     if (!ids.problem().isEmpty())
-        ctx.prompt().inform(ids.problem(), QStringLiteral("Mivel"), Prompt::Icon::Warning);
+        ctx.prompt().inform(ids.problem(), MessageTitle, Prompt::Icon::Warning);
     kept_ = std::make_unique<SettingsKeptValues>(ctx.store());
     alpaca_ = std::make_unique<AlpacaServer>(devices, std::move(ids), ctx.clock());
     alpaca_->setKeptValues(kept_.get());
@@ -63,8 +63,8 @@ bool DriverServer::start(QString* error) {
     discovery_ = std::make_unique<DiscoveryResponder>(http_->port(), options_.listen);
     if (!discovery_->start(DiscoveryResponder::DefaultPort, &why)) {
         // Discovery is a convenience: clients that know the address still reach the server.
-        ctx_.prompt().inform(QStringLiteral("Alpaca discovery is off: ") + why,
-                             QStringLiteral("Mivel"), Prompt::Icon::Warning);
+        ctx_.prompt().inform(QStringLiteral("Alpaca discovery is off: ") + why, MessageTitle,
+                             Prompt::Icon::Warning);
         discovery_.reset();
     }
     return true;

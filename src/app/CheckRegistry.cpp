@@ -11,7 +11,6 @@ namespace {
 
 using Hive = SettingsStore::Hive;
 constexpr Hive Machine = Hive::LocalMachine;
-const QString Title = QStringLiteral("Mivel");
 
 using Outcome = std::optional<RegistryCheckError>;
 
@@ -31,10 +30,10 @@ void deleteLegacyKeyOnceInstalled(SettingsStore& store) {
 
 void writeFirstContents(SettingsStore& store, SettingsStore::Key key, Settings& settings) {
     for (const SettingValue& value : settingValues()) {
-        setSettingValue(store, key, value.name, int(value.type), value.first);
+        setSettingValue(store, key, value.key, value.first);
         QVariant held = value.first;
         if (value.firstAgain) {
-            setSettingValue(store, key, value.name, int(value.firstAgain->first),
+            setSettingValue(store, key, value.key.name, int(value.firstAgain->first),
                             value.firstAgain->second);
             held = value.firstAgain->second;
         }
@@ -48,9 +47,9 @@ Outcome readValues(SettingsStore& store, SettingsStore::Key key, Settings& setti
         if (!value.missing)
             continue;
         QVariant stored;
-        const long status = querySettingValue(store, key, value.name, &stored);
+        const long status = querySettingValue(store, key, value.key, &stored);
         if (status == SettingsStore::NotFound) {
-            setSettingValue(store, key, value.name, int(value.type), *value.missing);
+            setSettingValue(store, key, value.key, *value.missing);
             stored = *value.missing;
         } else if (status != SettingsStore::Success) {
             return unableToRead(status);
@@ -59,7 +58,7 @@ Outcome readValues(SettingsStore& store, SettingsStore::Key key, Settings& setti
             return failed(4, *error);
     }
     QVariant device;
-    const long status = querySettingValue(store, key, PortDeviceValueName, &device);
+    const long status = querySettingValue(store, key, setting::PortDevice, &device);
     if (status == SettingsStore::Success)
         settings.portDevice = device.toString();
     else if (status != SettingsStore::NotFound)
@@ -93,7 +92,7 @@ void showProblemOnce(const SettingsStore& store, Prompt& prompt, QString& proble
     if (problem.isEmpty() || problem == problemShown)
         return;
     problemShown = problem;
-    prompt.inform(problem, Title, Prompt::Icon::Warning);
+    prompt.inform(problem, MessageTitle, Prompt::Icon::Warning);
 }
 
 } // namespace
@@ -109,7 +108,7 @@ std::optional<RegistryCheckError> checkRegistry(SettingsStore& store, Settings& 
     showProblemOnce(store, prompt, problemShown);
     const Outcome outcome = run(store, settings);
     if (outcome)
-        prompt.inform(outcome->message(), Title, Prompt::Icon::Critical);
+        prompt.inform(outcome->message(), MessageTitle, Prompt::Icon::Critical);
     // Closing the key is when a file store writes; a failure to write shows up only now.
     showProblemOnce(store, prompt, problemShown);
     return outcome;

@@ -8,6 +8,9 @@
 
 namespace mivel {
 
+// The title of the program's message boxes and confirmations.
+inline const QString MessageTitle = QStringLiteral("Mivel");
+
 // Every message box and confirmation goes through this seam: message boxes in the console,
 // scripted answers in tests, a log line in headless mode.
 class Prompt {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SettingsStore.h"
+#include "SettingsTable.h"
 
 #include <QString>
 #include <QVariant>
@@ -41,5 +42,14 @@ long writeSetting(SettingsStore& store, const QString& name, int type, const QVa
 // Reads one value of the settings key with the query-value primitive: 0 read, 2 absent (or no
 // settings key), other values failure.
 long readSetting(SettingsStore& store, const QString& name, QVariant* value);
+
+// The same for a value of the settings table, named once there with its type.
+inline long writeSetting(SettingsStore& store, const Setting& setting, const QVariant& value,
+                         SettingsKeyUse use = SettingsKeyUse::CreateIfMissing) {
+    return writeSetting(store, setting.name, int(setting.type), value, use);
+}
+inline long readSetting(SettingsStore& store, const Setting& setting, QVariant* value) {
+    return readSetting(store, setting.name, value);
+}
 
 } // namespace mivel

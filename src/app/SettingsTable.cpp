@@ -74,35 +74,35 @@ const std::vector<SettingValue>& settingValues() {
     const std::nullopt_t notRepaired = std::nullopt;
     // clang-format off
     static const std::vector<SettingValue> table{
-        // name                      type          First        then           Missing       copy
-        {QString(),                  Type::String, str("Vark Mivel"), {},     notRepaired,  nullptr},
-        {QStringLiteral("Absolute"), Type::Dword,  0,           {},            0,            flag<&S::absolute>},
-        {QStringLiteral("PORT"),     Type::Dword,  1,           {},            1,            whole<&S::port>},
-        {QStringLiteral("Prompt"),   Type::Dword,  0,           {},            0,            flag<&S::prompt>},
-        {QStringLiteral("ControlConsole"), Type::Dword, 0,      {},            0,            flag<&S::controlConsole>},
+        // value                     First        then           Missing       copy
+        {setting::DisplayName,      str("Vark Mivel"), {},     notRepaired,  nullptr},
+        {setting::Absolute,   0,           {},            0,            flag<&S::absolute>},
+        {setting::PORT,       1,           {},            1,            whole<&S::port>},
+        {setting::Prompt,     0,           {},            0,            flag<&S::prompt>},
+        {setting::ControlConsole,  0,      {},            0,            flag<&S::controlConsole>},
         // Written first as a DWORD and then as text, so a fresh store holds the text "0".
-        {QStringLiteral("ErrorMessage"), Type::Dword, 0, {{Type::String, str("0")}}, 0,      whole<&S::errorMessage>},
-        {QStringLiteral("StepSize"), Type::String, str("0.25"), {},            str("0.25"),  ifNumeric<&S::stepSize>},
-        {QStringLiteral("FocusStep"), Type::Dword, 0,           {},            0,            whole<&S::focusStep>},
-        {QStringLiteral("RotateStep"), Type::Dword, 0,          {},            0,            whole<&S::rotateStep>},
-        {QStringLiteral("RotateStepOption"), Type::String, str("0"), {},       str("0"),     text<&S::rotateStepOption>},
-        {QStringLiteral("MainPosX"), Type::Dword,  0,           {},            0,            whole<&S::mainPosX>},
-        {QStringLiteral("MainPosY"), Type::Dword,  0,           {},            0,            whole<&S::mainPosY>},
-        {QStringLiteral("MiniPosX"), Type::Dword,  0,           {},            0,            whole<&S::miniPosX>},
-        {QStringLiteral("MiniPosY"), Type::Dword,  0,           {},            0,            whole<&S::miniPosY>},
-        {QStringLiteral("CheckTelescope"), Type::Dword, 0,      {},            0,            exactlyOne<&S::checkTelescope>},
-        {QStringLiteral("PromptTheSky"), Type::Dword, 0,        {},            0,            exactlyOne<&S::promptTheSky>},
-        {QStringLiteral("DornaSynchedToTelescope"), Type::Dword, 0, {},        0,            flag<&S::dornaSynchedToTelescope>},
+        {setting::ErrorMessage,  0, {{Type::String, str("0")}}, 0,      whole<&S::errorMessage>},
+        {setting::StepSize,  str("0.25"), {},            str("0.25"),  ifNumeric<&S::stepSize>},
+        {setting::FocusStep,  0,           {},            0,            whole<&S::focusStep>},
+        {setting::RotateStep,  0,          {},            0,            whole<&S::rotateStep>},
+        {setting::RotateStepOption,  str("0"), {},       str("0"),     text<&S::rotateStepOption>},
+        {setting::MainPosX,   0,           {},            0,            whole<&S::mainPosX>},
+        {setting::MainPosY,   0,           {},            0,            whole<&S::mainPosY>},
+        {setting::MiniPosX,   0,           {},            0,            whole<&S::miniPosX>},
+        {setting::MiniPosY,   0,           {},            0,            whole<&S::miniPosY>},
+        {setting::CheckTelescope,  0,      {},            0,            exactlyOne<&S::checkTelescope>},
+        {setting::PromptTheSky,  0,        {},            0,            exactlyOne<&S::promptTheSky>},
+        {setting::DornaSynchedToTelescope,  0, {},        0,            flag<&S::dornaSynchedToTelescope>},
         // The alignment values: written only at creation; the alignment reads them itself.
-        {QStringLiteral("ImageScale"), Type::String, str("1.7"), {},           notRepaired,  nullptr},
-        {QStringLiteral("MaxPosErr"), Type::String, str("2.0"), {},            notRepaired,  nullptr},
-        {QStringLiteral("MaxRotErr"), Type::String, str("1.0"), {},            notRepaired,  nullptr},
-        {QStringLiteral("MaxItterations"), Type::Dword, 5,      {},            notRepaired,  nullptr},
-        {QStringLiteral("LargeStepSize"), Type::Dword, 80,      {},            80,           whole<&S::largeStepSize>},
-        {QStringLiteral("SmallStepSize"), Type::Dword, 5,       {},            5,            whole<&S::smallStepSize>},
-        {QStringLiteral("DornaLimit"), Type::Dword, 540,        {},            540,          whole<&S::dornaLimit>},
-        {QStringLiteral("AutoReverse"), Type::Dword, 1,         {},            1,            flag<&S::autoReverse>},
-        {QStringLiteral("Detector"), Type::String, str(""),     {},            str(""),      text<&S::detector>},
+        {setting::ImageScale,  str("1.7"), {},           notRepaired,  nullptr},
+        {setting::MaxPosErr,  str("2.0"), {},            notRepaired,  nullptr},
+        {setting::MaxRotErr,  str("1.0"), {},            notRepaired,  nullptr},
+        {setting::MaxItterations,  5,      {},            notRepaired,  nullptr},
+        {setting::LargeStepSize,  80,      {},            80,           whole<&S::largeStepSize>},
+        {setting::SmallStepSize,  5,       {},            5,            whole<&S::smallStepSize>},
+        {setting::DornaLimit,  540,        {},            540,          whole<&S::dornaLimit>},
+        {setting::AutoReverse,  1,         {},            1,            flag<&S::autoReverse>},
+        {setting::Detector,  str(""),     {},            str(""),      text<&S::detector>},
     };
     // clang-format on
     return table;
@@ -111,7 +111,7 @@ const std::vector<SettingValue>& settingValues() {
 const SettingValue* findSettingValue(const QString& name) {
     const auto& table = settingValues();
     const auto it = std::find_if(table.begin(), table.end(), [&](const SettingValue& v) {
-        return v.name.compare(name, Qt::CaseInsensitive) == 0;
+        return v.key.name.compare(name, Qt::CaseInsensitive) == 0;
     });
     return it == table.end() ? nullptr : &*it;
 }

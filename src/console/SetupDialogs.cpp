@@ -12,10 +12,7 @@ namespace mivel::console {
 namespace {
 
 using Hive = SettingsStore::Hive;
-constexpr int StringType = int(SettingsStore::Type::String);
-constexpr int DwordType = int(SettingsStore::Type::Dword);
 
-const QString kTitle = QStringLiteral("Mivel");
 const QString kUnableToRead = QStringLiteral("Unable to read registry value");
 
 std::optional<double> numberIn(const QString& text) {
@@ -32,13 +29,13 @@ std::optional<double> numberIn(const QVariant& value) {
 
 // Reads one value; a missing or unreadable one is reported and leaves `out` as it is.
 template <class Take>
-void readValue(SettingsStore& store, SettingsStore::Key key, const QString& name, Prompt& prompt,
+void readValue(SettingsStore& store, SettingsStore::Key key, const Setting& name, Prompt& prompt,
                Take take) {
     QVariant value;
     if (querySettingValue(store, key, name, &value) == SettingsStore::Success)
         take(value);
     else
-        prompt.inform(kUnableToRead, kTitle, Prompt::Icon::Warning);
+        prompt.inform(kUnableToRead, MessageTitle, Prompt::Icon::Warning);
 }
 
 long firstFailure(std::initializer_list<long> statuses) {
@@ -60,12 +57,12 @@ PortSetup::PortSetup(AppContext& ctx, QList<PortEntry> ports)
 }
 
 void PortSetup::tell(const QString& text) {
-    ctx_.prompt().inform(text, kTitle, Prompt::Icon::Warning);
+    ctx_.prompt().inform(text, MessageTitle, Prompt::Icon::Warning);
 }
 
 long PortSetup::loadPort(SettingsStore::Key key) {
     QVariant port;
-    return querySettingValue(ctx_.store(), key, QStringLiteral("PORT"), &port);
+    return querySettingValue(ctx_.store(), key, setting::PORT, &port);
 }
 
 void PortSetup::applyPort() {
@@ -97,9 +94,8 @@ long PortSetup::writePort(SettingsStore::Key key) {
         return SettingsStore::Success;
     SettingsStore& store = ctx_.store();
     const Settings& settings = ctx_.settings();
-    return firstFailure(
-        {setSettingValue(store, key, QStringLiteral("PORT"), DwordType, settings.port),
-         setSettingValue(store, key, PortDeviceValueName, StringType, settings.portDevice)});
+    return firstFailure({setSettingValue(store, key, setting::PORT, settings.port),
+                         setSettingValue(store, key, setting::PortDevice, settings.portDevice)});
 }
 
 // --- FocuserSetup ---------------------------------------------------------------------------
@@ -117,15 +113,15 @@ void FocuserSetup::load() {
     Prompt& prompt = ctx_.prompt();
     if (loadPort(key.handle()) != SettingsStore::Success)
         tell(kUnableToRead);
-    readValue(store, key.handle(), QStringLiteral("ControlConsole"), prompt,
+    readValue(store, key.handle(), setting::ControlConsole, prompt,
               [this](const QVariant& v) { consoleOnConnect = v.toInt() != 0; });
-    readValue(store, key.handle(), QStringLiteral("StepSize"), prompt, [this](const QVariant& v) {
+    readValue(store, key.handle(), setting::StepSize, prompt, [this](const QVariant& v) {
         if (const auto step = numberIn(v))
             stepSizeText = formatNumber(*step, "0.00");
     });
-    readValue(store, key.handle(), QStringLiteral("LargeStepSize"), prompt,
+    readValue(store, key.handle(), setting::LargeStepSize, prompt,
               [this](const QVariant& v) { largeStepText = QString::number(v.toInt()); });
-    readValue(store, key.handle(), QStringLiteral("SmallStepSize"), prompt,
+    readValue(store, key.handle(), setting::SmallStepSize, prompt,
               [this](const QVariant& v) { smallStepText = QString::number(v.toInt()); });
 }
 
@@ -165,16 +161,13 @@ bool FocuserSetup::accept() {
     long status = key.create(Hive::LocalMachine, SettingsKeyPath);
     if (status == SettingsStore::Success) {
         const auto k = key.handle();
-        status = firstFailure({writePort(k),
-                               setSettingValue(store, k, QStringLiteral("ControlConsole"),
-                                               DwordType, settings.controlConsole ? 1 : 0),
-                               setSettingValue(store, k, QStringLiteral("StepSize"), StringType,
-                                               wire::decimalText(settings.stepSize)),
-                               setSettingValue(store, k, QStringLiteral("LargeStepSize"), DwordType,
-                                               settings.largeStepSize),
-                               setSettingValue(store, k, QStringLiteral("SmallStepSize"), DwordType,
-                                               settings.smallStepSize),
-                               key.close()});
+        status = firstFailure(
+            {writePort(k),
+             setSettingValue(store, k, setting::ControlConsole, settings.controlConsole ? 1 : 0),
+             setSettingValue(store, k, setting::StepSize, wire::decimalText(settings.stepSize)),
+             setSettingValue(store, k, setting::LargeStepSize, settings.largeStepSize),
+             setSettingValue(store, k, setting::SmallStepSize, settings.smallStepSize),
+             key.close()});
     }
     if (status != SettingsStore::Success)
         tell(QStringLiteral("Unable to create key"));
@@ -195,7 +188,7 @@ void RotatorSetup::load() {
     }
     if (loadPort(key.handle()) != SettingsStore::Success)
         tell(kUnableToRead);
-    readValue(store, key.handle(), QStringLiteral("ControlConsole"), ctx_.prompt(),
+    readValue(store, key.handle(), setting::ControlConsole, ctx_.prompt(),
               [this](const QVariant& v) { consoleOnConnect = v.toInt() != 0; });
 }
 
@@ -206,11 +199,10 @@ bool RotatorSetup::accept() {
     ScopedKey key(store);
     long status = key.create(Hive::LocalMachine, SettingsKeyPath);
     if (status == SettingsStore::Success)
-        status =
-            firstFailure({writePort(key.handle()),
-                          setSettingValue(store, key.handle(), QStringLiteral("ControlConsole"),
-                                          DwordType, consoleOnConnect ? 1 : 0),
-                          key.close()});
+        status = firstFailure({writePort(key.handle()),
+                               setSettingValue(store, key.handle(), setting::ControlConsole,
+                                               consoleOnConnect ? 1 : 0),
+                               key.close()});
     if (status != SettingsStore::Success)
         tell(QStringLiteral("Unable to create key"));
     return true;

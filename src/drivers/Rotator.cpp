@@ -238,8 +238,7 @@ Status Rotator::setWrapLimit(const QVariant& value) {
     const qint32 limit = *wire::roundToInt<qint32>(*degrees);
     ctx_.settings().dornaLimit = limit;
     const long saved =
-        writeSetting(ctx_.store(), QStringLiteral("DornaLimit"), int(SettingsStore::Type::Dword),
-                     limit, SettingsKeyUse::OnlyIfPresent);
+        writeSetting(ctx_.store(), setting::DornaLimit, limit, SettingsKeyUse::OnlyIfPresent);
     // No settings key means nothing to save into; any other failure is the client's to know.
     if (saved != SettingsStore::Success && saved != SettingsStore::NotFound)
         return AutomationError{0, QStringLiteral("Mivel"),

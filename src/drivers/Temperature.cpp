@@ -58,9 +58,8 @@ Temperature::Temperature(AppContext& ctx)
     : DriverObject(ctx, errors::NoResponseFromMivel)
     , link_(ctx.clock(), IdleTickMs) {
     connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
-    connect(&serial(), &Serial::portLost, this, [this] {
-        ctx_.prompt().inform(QStringLiteral("comm error received"), QStringLiteral("Mivel"));
-    });
+    connect(&serial(), &Serial::portLost, this,
+            [this] { ctx_.prompt().inform(QStringLiteral("comm error received"), MessageTitle); });
     checkRegistry(ctx);
     lastQuery_ = now();
 }

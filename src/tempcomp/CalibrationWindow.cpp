@@ -18,7 +18,6 @@
 namespace mivel::tempcomp {
 namespace {
 
-const QString Title = QStringLiteral("Mivel");
 constexpr wire::Tag SensorTags[CalibrationWindow::SensorCount] = {
     wire::Tag::RawAmbient, wire::Tag::RawPrimary, wire::Tag::RawSecondary};
 constexpr wire::Cmd SlopeCommands[CalibrationWindow::SensorCount] = {
@@ -71,7 +70,7 @@ Task<bool> sendCoefficients(AppContext& ctx, Coefficients coefficients) {
                     QStringLiteral("The coefficient upload stopped after %1 of 6 commands: the "
                                    "communications port closed.  Upload the coefficients again.")
                         .arg(sent),
-                    Title, Prompt::Icon::Warning);
+                    MessageTitle, Prompt::Icon::Warning);
                 co_return false;
             }
             link.serial().transmit(wire::sensorCoefficient(
@@ -174,7 +173,7 @@ bool CalibrationWindow::edit(Param param, const QString& text) {
         const ParamInfo& info = paramInfo(param);
         ctx_.prompt().inform(
             QStringLiteral("Invalid %1.").arg(QLatin1String(info.label.data(), info.label.size())),
-            Title, Prompt::Icon::Warning);
+            MessageTitle, Prompt::Icon::Warning);
         return false;
     }
     if (*accepted == value(param))
@@ -197,7 +196,7 @@ void CalibrationWindow::readParameters() {
 }
 
 bool CalibrationWindow::uploadParameters() {
-    if (!ctx_.prompt().confirm(QStringLiteral("Upload changes to Mivel?"), Title))
+    if (!ctx_.prompt().confirm(QStringLiteral("Upload changes to Mivel?"), MessageTitle))
         return false;
     if (!checkPort())
         return false;
@@ -287,7 +286,7 @@ void CalibrationWindow::sendParameters() {
         ctx_.prompt().inform(
             QStringLiteral("Not uploaded, so the Mivel keeps its own values:\n\n") +
                 skipped.join(QLatin1Char('\n')),
-            Title, Prompt::Icon::Warning);
+            MessageTitle, Prompt::Icon::Warning);
 }
 
 bool CalibrationWindow::portOpen() const {
@@ -338,12 +337,12 @@ QString CalibrationWindow::recordNote() const {
 bool CalibrationWindow::recordPoint(const QString& referenceText) {
     const auto reference = number(referenceText);
     if (!reference) {
-        ctx_.prompt().inform(QStringLiteral("Invalid reference temperature."), Title,
+        ctx_.prompt().inform(QStringLiteral("Invalid reference temperature."), MessageTitle,
                              Prompt::Icon::Warning);
         return false;
     }
     if (const QString note = recordNote(); !note.isEmpty()) {
-        ctx_.prompt().inform(note, Title, Prompt::Icon::Information);
+        ctx_.prompt().inform(note, MessageTitle, Prompt::Icon::Information);
         return false;
     }
     points_.add(*readings_[0], *readings_[1], *readings_[2], *reference);
@@ -394,7 +393,7 @@ bool CalibrationWindow::calibrate() {
     if (points_.count() < 2) {
         ctx_.prompt().inform(QStringLiteral("Error:  A minimum of two points is required to "
                                             "calculate the coefficients."),
-                             Title, Prompt::Icon::Warning);
+                             MessageTitle, Prompt::Icon::Warning);
         return false;
     }
     std::array<std::optional<LineFit>, SensorCount> fits;
@@ -404,7 +403,7 @@ bool CalibrationWindow::calibrate() {
             // A sum overflowed: no partial results, and nothing left over to upload.
             clearCoefficients(QStringLiteral("The calculation overflowed: a reading or a "
                                              "reference temperature is far too large."));
-            ctx_.prompt().inform(QStringLiteral("Error number: 6 Overflow"), Title,
+            ctx_.prompt().inform(QStringLiteral("Error number: 6 Overflow"), MessageTitle,
                                  Prompt::Icon::Critical);
             return false;
         }
@@ -423,7 +422,7 @@ bool CalibrationWindow::calibrate() {
     emit fitsChanged();
     emit buttonsChanged();
     if (!coefficientNote_.isEmpty())
-        ctx_.prompt().inform(coefficientNote_, Title, Prompt::Icon::Warning);
+        ctx_.prompt().inform(coefficientNote_, MessageTitle, Prompt::Icon::Warning);
     return true;
 }
 
@@ -431,10 +430,11 @@ Task<bool> CalibrationWindow::uploadCoefficients() {
     if (coefficientUploadRunning_ || !coefficientsReady_)
         co_return false;
     if (!coefficientNote_.isEmpty()) {
-        ctx_.prompt().inform(coefficientNote_, Title, Prompt::Icon::Warning);
+        ctx_.prompt().inform(coefficientNote_, MessageTitle, Prompt::Icon::Warning);
         co_return false;
     }
-    if (!ctx_.prompt().confirm(QStringLiteral("Upload new coefficients to the Mivel?"), Title))
+    if (!ctx_.prompt().confirm(QStringLiteral("Upload new coefficients to the Mivel?"),
+                               MessageTitle))
         co_return false;
     if (!checkPort())
         co_return false;
@@ -454,13 +454,13 @@ Task<bool> CalibrationWindow::uploadCoefficients() {
 
 bool CalibrationWindow::confirmReplace(const QString& path) {
     return !QFile::exists(path) ||
-           ctx_.prompt().confirm(QStringLiteral("Replace current file?"), Title);
+           ctx_.prompt().confirm(QStringLiteral("Replace current file?"), MessageTitle);
 }
 
 bool CalibrationWindow::writeFile(const QString& path, const QByteArray& data) {
     // Written beside the old file and renamed over it, so a failed save loses nothing on disk.
     if (!replaceFile(path, data).isEmpty()) {
-        ctx_.prompt().inform(QStringLiteral("Unable to create file."), Title,
+        ctx_.prompt().inform(QStringLiteral("Unable to create file."), MessageTitle,
                              Prompt::Icon::Warning);
         return false;
     }
@@ -649,7 +649,7 @@ bool CalibrationWindow::loadCoefficientFile(const QString& path) {
                                          "keep their coefficients:"),
                           skipped);
     if (!coefficientNote_.isEmpty())
-        ctx_.prompt().inform(coefficientNote_, Title, Prompt::Icon::Warning);
+        ctx_.prompt().inform(coefficientNote_, MessageTitle, Prompt::Icon::Warning);
     return true;
 }
 
@@ -660,7 +660,7 @@ bool CalibrationWindow::close() {
     if (changed_ &&
         ctx_.prompt().ask(QStringLiteral("One or more items have changed.  Would you like to "
                                          "upload changed to the Mivel?"),
-                          Title, Prompt::Icon::Question,
+                          MessageTitle, Prompt::Icon::Question,
                           Prompt::Buttons::YesNo) == Prompt::Answer::Yes &&
         checkPort())
         sendParameters();
@@ -697,7 +697,8 @@ void CalibrationWindow::saveStepSize() {
     SettingsStore& store = ctx_.store();
     ScopedKey key(store);
     if (key.create(SettingsStore::Hive::LocalMachine, SettingsKeyPath) != SettingsStore::Success) {
-        ctx_.prompt().inform(QStringLiteral("Unable to create key"), Title, Prompt::Icon::Warning);
+        ctx_.prompt().inform(QStringLiteral("Unable to create key"), MessageTitle,
+                             Prompt::Icon::Warning);
         return;
     }
     constexpr int Text = 1;
@@ -720,7 +721,7 @@ void CalibrationWindow::saveStepSize() {
         const QString name = QString::fromLatin1(w.name);
         const int type = w.keepsItsType ? storedType(store, key.handle(), name, w.type) : w.type;
         if (setSettingValue(store, key.handle(), name, type, w.value) != SettingsStore::Success) {
-            ctx_.prompt().inform(QStringLiteral("Unable to read registry"), Title,
+            ctx_.prompt().inform(QStringLiteral("Unable to read registry"), MessageTitle,
                                  Prompt::Icon::Warning);
             return;
         }

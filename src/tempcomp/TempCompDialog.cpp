@@ -10,8 +10,6 @@
 namespace mivel::tempcomp {
 namespace {
 
-const QString Title = QStringLiteral("Mivel");
-
 int roundedTenths(double coefficient) {
     return *wire::roundToInt<int>(std::clamp(coefficient * 10, -1e9, 1e9));
 }
@@ -66,7 +64,7 @@ void TempCompDialog::onReplyWait() {
     } else {
         ctx_.prompt().inform(
             QStringLiteral("Failed to recieve Temperature Compensation Coefficient from Mivel."),
-            Title, Prompt::Icon::Warning);
+            MessageTitle, Prompt::Icon::Warning);
         // What the dialog shows was never confirmed by the unit: OK offers to upload it.
         changed_ = true;
     }
@@ -121,7 +119,7 @@ QString TempCompDialog::coefficientText() const {
 
 bool TempCompDialog::accept() {
     if (changed_) {
-        if (!ctx_.prompt().confirm(QStringLiteral("Upload changes to Mivel?"), Title))
+        if (!ctx_.prompt().confirm(QStringLiteral("Upload changes to Mivel?"), MessageTitle))
             return false;
         const double unitCoefficient = double(state_.sensorSlope) * coefficientTenths_ * 100;
         if (const auto n = wire::roundToInt<std::int32_t>(unitCoefficient))
@@ -135,7 +133,7 @@ bool TempCompDialog::accept() {
 }
 
 bool TempCompDialog::reject() {
-    if (changed_ && !ctx_.prompt().confirm(QStringLiteral("Discard changes?"), Title))
+    if (changed_ && !ctx_.prompt().confirm(QStringLiteral("Discard changes?"), MessageTitle))
         return false;
     if (ctx_.settings().stepSize != savedStepSize_)
         ctx_.settings().stepSize = savedStepSize_;

@@ -118,7 +118,7 @@ private slots:
         put("ErrorMessage", Type::Dword, dword(3));
         put("StepSize", Type::String, text(" 1.5"));
         put("RotateStepOption", Type::Dword, dword(2)); // text copy of a number
-        put(PortDeviceValueName, Type::String, text("/dev/ttyUSB1"));
+        put(setting::PortDevice.name, Type::String, text("/dev/ttyUSB1"));
         QVERIFY(!check());
         QVERIFY(store->writes.empty());
         QCOMPARE(settings.port, 4);

@@ -29,7 +29,6 @@ namespace {
 
 using Kind = DeviceProvider::Kind;
 constexpr int DwordType = int(SettingsStore::Type::Dword);
-constexpr int StringType = int(SettingsStore::Type::String);
 
 QVariant stored(SettingsStore& store, const QString& name) {
     QVariant v;
@@ -107,7 +106,7 @@ private slots:
     // one every link opens, and the stored device is left as it was.
     void theDeviceGivenForTheRunOutlivesSettingsReloads() {
         PtyProgram p;
-        writeSetting(*p.store, PortDeviceValueName, StringType, p.gone);
+        writeSetting(*p.store, setting::PortDevice, p.gone);
         p.startOn(p.tty);
         DriverSet drivers(*p.ctx);
         drivers.device(Kind::Rotator); // opens the port at once
@@ -117,7 +116,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(link.isDone(), 10000);
         QCOMPARE(link.result().error, Status());
         QCOMPARE(p.serial().devicePath(), p.tty);
-        QCOMPARE(stored(*p.store, PortDeviceValueName).toString(), p.gone);
+        QCOMPARE(stored(*p.store, setting::PortDevice.name).toString(), p.gone);
         QVERIFY(p.prompt->shown.empty());
     }
 
@@ -142,7 +141,7 @@ private slots:
         QCOMPARE(reopened.count(), 0);
         QVERIFY(!p.ctx->shared().portChanged);
         QCOMPARE(stored(*p.store, QStringLiteral("StepSize")).toString(), QStringLiteral("0.5"));
-        QVERIFY(!stored(*p.store, PortDeviceValueName).isValid());
+        QVERIFY(!stored(*p.store, setting::PortDevice.name).isValid());
         QVERIFY(p.prompt->shown.empty());
 
         RotatorSetup rotatorSetup(*p.ctx, ports);
@@ -153,14 +152,14 @@ private slots:
         QCOMPARE(p.prompt->texts().size(), 1);
         QVERIFY2(p.prompt->texts()[0].startsWith(p.gone + QStringLiteral(": ")),
                  qPrintable(p.prompt->texts()[0]));
-        QCOMPARE(stored(*p.store, PortDeviceValueName).toString(), p.gone); // the user's pick
+        QCOMPARE(stored(*p.store, setting::PortDevice.name).toString(), p.gone); // the user's pick
     }
 
     // The simulated unit's terminal goes with the run: OK keeps it as the port in use, and
     // picking it in a dialog uses it without storing it.
     void theSimulatedUnitsTerminalIsNeverStored() {
         PtyProgram p;
-        writeSetting(*p.store, PortDeviceValueName, StringType, p.gone);
+        writeSetting(*p.store, setting::PortDevice, p.gone);
         p.startOn(p.tty);
         const QList<PortEntry> ports = availablePorts(p.tty, p.tty);
         QVERIFY(ports.first().temporary);

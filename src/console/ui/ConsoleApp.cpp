@@ -17,12 +17,9 @@
 namespace mivel::console {
 namespace {
 
-// The console's own value beside the driver settings: the night theme, kept between runs.
-const QString kNightVisionValue = QStringLiteral("NightVision");
-
 bool storedNightVision(SettingsStore& store) {
     QVariant value;
-    return readSetting(store, kNightVisionValue, &value) == SettingsStore::Success &&
+    return readSetting(store, setting::NightVision, &value) == SettingsStore::Success &&
            settingNumber(value).value_or(0) != 0;
 }
 
@@ -176,7 +173,7 @@ void ConsoleApp::setNightVision(bool on) {
         return;
     options_.nightVision = on;
     applyTheme();
-    writeSetting(ctx_.store(), kNightVisionValue, int(SettingsStore::Type::Dword), on ? 1 : 0);
+    writeSetting(ctx_.store(), setting::NightVision, on ? 1 : 0);
 }
 
 void ConsoleApp::applyTheme() {

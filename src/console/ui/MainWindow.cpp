@@ -129,13 +129,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     s.mainPosX = pos().x();
     s.mainPosY = pos().y();
     if (ctx.store().problem().isEmpty()) {
-        constexpr int Dword = int(SettingsStore::Type::Dword);
-        writeSetting(ctx.store(), QStringLiteral("MainPosX"), Dword, s.mainPosX,
-                     SettingsKeyUse::OnlyIfPresent);
-        writeSetting(ctx.store(), QStringLiteral("MainPosY"), Dword, s.mainPosY,
-                     SettingsKeyUse::OnlyIfPresent);
-        writeSetting(ctx.store(), QStringLiteral("FocusStep"), Dword, s.focusStep,
-                     SettingsKeyUse::OnlyIfPresent);
+        const auto onlyIfPresent = SettingsKeyUse::OnlyIfPresent;
+        writeSetting(ctx.store(), setting::MainPosX, s.mainPosX, onlyIfPresent);
+        writeSetting(ctx.store(), setting::MainPosY, s.mainPosY, onlyIfPresent);
+        writeSetting(ctx.store(), setting::FocusStep, s.focusStep, onlyIfPresent);
     }
     console_->stopJog();
     emit closed();

@@ -35,11 +35,8 @@ void MiniConsoleWindow::closeEvent(QCloseEvent* event) {
     s.miniPosX = pos().x();
     s.miniPosY = pos().y();
     if (ctx.store().problem().isEmpty()) {
-        constexpr int Dword = int(SettingsStore::Type::Dword);
-        writeSetting(ctx.store(), QStringLiteral("MiniPosX"), Dword, s.miniPosX,
-                     SettingsKeyUse::OnlyIfPresent);
-        writeSetting(ctx.store(), QStringLiteral("MiniPosY"), Dword, s.miniPosY,
-                     SettingsKeyUse::OnlyIfPresent);
+        writeSetting(ctx.store(), setting::MiniPosX, s.miniPosX, SettingsKeyUse::OnlyIfPresent);
+        writeSetting(ctx.store(), setting::MiniPosY, s.miniPosY, SettingsKeyUse::OnlyIfPresent);
     }
     console_->stopJog();
     emit closed();
