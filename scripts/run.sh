@@ -4,4 +4,4 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR=build scripts/build.sh -DMIVEL_BUILD_TESTS=OFF -DMIVEL_BUILD_BENCH=OFF
-exec build/src/mivel --simulate "$@"
+exec build/bin/mivel --simulate "$@"
