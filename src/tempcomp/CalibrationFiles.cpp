@@ -100,17 +100,24 @@ bool CalibrationWindow::saveParameterFile(const QString& chosenPath) {
     return writeFile(path, data);
 }
 
-bool CalibrationWindow::loadParameterFile(const QString& path) {
+std::optional<std::vector<QStringList>> CalibrationWindow::readCsvFile(const QString& path,
+                                                                       const QString& kind) {
     const auto data = readFile(path);
     if (!data) {
         reportOpenError();
-        return false;
+        return std::nullopt;
     }
-    const auto lines = csvLines(*data);
-    if (!lines) {
-        reportFileProblem(QStringLiteral("The file is not a parameter file: it is not text."), {});
+    auto lines = csvLines(*data);
+    if (!lines)
+        reportFileProblem(QStringLiteral("The file is not a %1 file: it is not text.").arg(kind),
+                          {});
+    return lines;
+}
+
+bool CalibrationWindow::loadParameterFile(const QString& path) {
+    const auto lines = readCsvFile(path, QStringLiteral("parameter"));
+    if (!lines)
         return false;
-    }
     std::vector<std::pair<Param, QString>> found;
     QStringList skipped;
     QStringList unknown;
@@ -159,17 +166,9 @@ bool CalibrationWindow::saveCoefficientFile(const QString& chosenPath) {
 }
 
 bool CalibrationWindow::loadCoefficientFile(const QString& path) {
-    const auto data = readFile(path);
-    if (!data) {
-        reportOpenError();
+    const auto lines = readCsvFile(path, QStringLiteral("coefficient"));
+    if (!lines)
         return false;
-    }
-    const auto lines = csvLines(*data);
-    if (!lines) {
-        reportFileProblem(QStringLiteral("The file is not a coefficient file: it is not text."),
-                          {});
-        return false;
-    }
     struct Found {
         int sensor;
         double slope;

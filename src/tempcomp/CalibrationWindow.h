@@ -17,11 +17,13 @@
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 #include <array>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace mivel::tempcomp {
 
@@ -132,6 +134,8 @@ private:
     bool confirmReplace(const QString& path);
     bool writeFile(const QString& path, const QByteArray& data);
     std::optional<QByteArray> readFile(const QString& path);
+    // The file's lines, or nothing after saying why (it would not open, or it is not text).
+    std::optional<std::vector<QStringList>> readCsvFile(const QString& path, const QString& kind);
     void reportOpenError();
     void saveStepSize();
     void pollReadings();
