@@ -93,4 +93,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestRegistration)
-#include "tst_registration.moc"
+#include "test_registration.moc"

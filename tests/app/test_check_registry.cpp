@@ -248,4 +248,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestCheckRegistry)
-#include "tst_checkregistry.moc"
+#include "test_check_registry.moc"

@@ -115,4 +115,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestSettingsPrimitives)
-#include "tst_settingsprimitives.moc"
+#include "test_settings_primitives.moc"

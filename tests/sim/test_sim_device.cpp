@@ -94,4 +94,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(SimDeviceTest)
-#include "SimDeviceTest.moc"
+#include "test_sim_device.moc"

@@ -605,4 +605,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(AlpacaLiveTest)
-#include "tst_alpaca_live.moc"
+#include "test_alpaca_live.moc"

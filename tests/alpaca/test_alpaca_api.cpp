@@ -434,4 +434,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(AlpacaApiTest)
-#include "tst_alpaca_api.moc"
+#include "test_alpaca_api.moc"
