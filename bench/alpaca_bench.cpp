@@ -66,7 +66,7 @@ private:
         inFlight_ = true;
         const QByteArray& target = targets_[next_++ % targets_.size()];
         sentAt_.start();
-        socket_.write("GET " + target + " HTTP/1.1\r\nHost: bench\r\n\r\n");
+        socket_.write("GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
     }
     void onReadyRead() {
         in_ += socket_.readAll();
