@@ -13,19 +13,12 @@
 //
 // Usage: alpaca_bench [seconds per run, default 5]
 
-#include "alpaca/DriverServer.h"
-#include "app/AppContext.h"
-#include "app/MemorySettingsStore.h"
-#include "drivers/DriverSet.h"
-#include "sim/OutputLine.h"
-#include "sim/SimDevice.h"
-#include "sim/SimulatedUnit.h"
+#include "BenchServer.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QThread>
 #include <QTimer>
 
@@ -35,6 +28,7 @@
 #include <vector>
 
 using namespace mivel;
+using mivel::bench::BenchServer;
 
 namespace {
 
@@ -72,7 +66,7 @@ private:
         inFlight_ = true;
         const QByteArray& target = targets_[next_++ % targets_.size()];
         sentAt_.start();
-        socket_.write("GET " + target + " HTTP/1.1\r\nHost: bench\r\n\r\n");
+        socket_.write("GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
     }
     void onReadyRead() {
         in_ += socket_.readAll();
@@ -137,32 +131,6 @@ private:
     std::vector<std::unique_ptr<Client>> clients_;
 };
 
-struct Server {
-    Server() {
-        unit.setPacing(sim::OutputLine::LineMsPerChar);
-        ctx = std::make_unique<AppContext>(
-            std::make_unique<MemorySettingsStore>(), std::make_unique<LogPrompt>(),
-            [this] { return sim::makeSimDevice(unit); }, AppPaths::inDirectory(dir.path()));
-        drivers = std::make_unique<DriverSet>(*ctx);
-        ServeOptions options;
-        options.alpacaPort = 0;
-        server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
-        QString error;
-        if (!server->start(&error))
-            qFatal("cannot listen: %s", qPrintable(error));
-    }
-    ~Server() {
-        server.reset();
-        drivers.reset();
-        ctx.reset();
-    }
-    QTemporaryDir dir;
-    sim::SimulatedUnit unit;
-    std::unique_ptr<AppContext> ctx;
-    std::unique_ptr<DriverSet> drivers;
-    std::unique_ptr<alpaca::DriverServer> server;
-};
-
 void runFor(qint64 ms) {
     QEventLoop loop;
     QTimer::singleShot(int(ms), &loop, &QEventLoop::quit);
@@ -207,8 +175,8 @@ int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     const qint64 runMs = (argc > 1 ? QByteArray(argv[1]).toInt() : 5) * 1000;
 
-    Server s;
-    const quint16 port = s.server->port();
+    BenchServer s;
+    const quint16 port = s.port();
     request(port, "PUT", "/api/v1/focuser/0/connected", "Connected=true");
     request(port, "PUT", "/api/v1/switch/0/connected", "Connected=true");
     request(port, "PUT", "/api/v1/rotator/0/connected", "Connected=true");

@@ -4,11 +4,12 @@
 //
 //   console_idle [seconds]      default 60; prints CPU share of one core and resident memory
 
+#include "support/MemorySettingsStore.h"
+
 #include "console/ui/ConsoleApp.h"
 #include "console/ui/MainWindow.h"
 
 #include "app/AppContext.h"
-#include "app/MemorySettingsStore.h"
 #include "link/SerialDevice.h"
 
 #include <QAction>
@@ -80,7 +81,7 @@ int main(int argc, char* argv[]) {
         return 1;
     }
 
-    AppContext ctx(std::make_unique<MemorySettingsStore>(), std::make_unique<LogPrompt>(),
+    AppContext ctx(std::make_unique<test::MemorySettingsStore>(), std::make_unique<LogPrompt>(),
                    &makeQtSerialDevice, AppPaths::inDirectory(dir.path()));
     ctx.settings().portDevice = link;
     int chunks = 0;

@@ -9,14 +9,9 @@
 //
 // Usage: replug_bench [rounds, default 10]
 
-#include "alpaca/DriverServer.h"
-#include "app/AppContext.h"
-#include "app/MemorySettingsStore.h"
-#include "drivers/DriverSet.h"
-#include "link/SerialDevice.h"
-#include "sim/OutputLine.h"
+#include "BenchServer.h"
+
 #include "sim/PtyHost.h"
-#include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -24,7 +19,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QTimer>
 
 #include <algorithm>
@@ -72,42 +66,22 @@ int request(quint16 port, const QByteArray& method, const QByteArray& target,
     return QJsonDocument::fromJson(answer.mid(body + 4)).object()["ErrorNumber"].toInt(-1);
 }
 
-struct Rig {
-    Rig() {
-        unit.setPacing(sim::OutputLine::LineMsPerChar);
-        link = dir.filePath(QStringLiteral("unit"));
-        ctx = std::make_unique<AppContext>(std::make_unique<MemorySettingsStore>(),
-                                           std::make_unique<LogPrompt>(), makeQtSerialDevice,
-                                           AppPaths::inDirectory(dir.path()));
-        drivers = std::make_unique<DriverSet>(*ctx);
-        ServeOptions options;
-        options.alpacaPort = 0;
-        server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
-        QString error;
-        if (!server->start(&error))
-            qFatal("cannot listen: %s", qPrintable(error));
+// The server on the real serial port, the unit on a pseudo-terminal under a stable link name.
+struct Rig : bench::BenchServer {
+    Rig()
+        : BenchServer(makeQtSerialDevice) {
         plugIn();
         ctx->settings().portDevice = link;
     }
-    ~Rig() {
-        server.reset();
-        drivers.reset();
-        ctx.reset();
-    }
+    ~Rig() override { stop(); } // while the terminal is still there
     void plugIn() {
         QString error;
         if (!host.start(link, &error))
             qFatal("cannot start the terminal: %s", qPrintable(error));
     }
-    quint16 port() const { return server->port(); }
 
-    QTemporaryDir dir;
-    QString link;
-    sim::SimulatedUnit unit;
+    QString link = dir.filePath(QStringLiteral("unit"));
     sim::PtyHost host{unit};
-    std::unique_ptr<AppContext> ctx;
-    std::unique_ptr<DriverSet> drivers;
-    std::unique_ptr<alpaca::DriverServer> server;
 };
 
 void summary(const char* what, std::vector<qint64> ms) {

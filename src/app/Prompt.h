@@ -1,10 +1,6 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
-
-#include <deque>
-#include <vector>
 
 namespace mivel {
 
@@ -38,37 +34,6 @@ public:
 class LogPrompt final : public Prompt {
 public:
     Answer ask(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
-};
-
-// Tests: answers come from a queue (OK when it is empty) and every message is kept.
-class ScriptedPrompt final : public Prompt {
-public:
-    struct Shown {
-        QString text;
-        QString title;
-        Icon icon;
-        Buttons buttons;
-    };
-    std::deque<Answer> answers;
-    std::vector<Shown> shown;
-    int beeps = 0;
-
-    Answer ask(const QString& text, const QString& title, Icon icon, Buttons buttons) override {
-        shown.push_back({text, title, icon, buttons});
-        if (answers.empty())
-            return buttons == Buttons::YesNo || buttons == Buttons::YesNoCancel ? Answer::Yes
-                                                                                : Answer::Ok;
-        const Answer a = answers.front();
-        answers.pop_front();
-        return a;
-    }
-    void beep() override { ++beeps; }
-    QStringList texts() const {
-        QStringList out;
-        for (const auto& s : shown)
-            out << s.text;
-        return out;
-    }
 };
 
 } // namespace mivel

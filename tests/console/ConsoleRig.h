@@ -3,15 +3,9 @@
 // A console on a fake serial device, a manual clock and scripted prompts: what it sends is read
 // back exactly, replies are delivered as the link would, and time moves only when told.
 
-#include "support/FakeSerialDevice.h"
+#include "support/TestRig.h"
 
 #include "console/MainConsole.h"
-
-#include "app/AppContext.h"
-#include "app/Prompt.h"
-#include "core/Clock.h"
-
-#include <QTemporaryDir>
 
 #include <memory>
 
@@ -38,27 +32,9 @@ public:
     void showWrapWarning(const QString& text) override { wrapWarnings << text; }
 };
 
-struct ConsoleRig {
-    ManualClock clock;
-    QTemporaryDir dir;
-    FakeSerialDevice* device = nullptr;
-    ScriptedPrompt* prompt = nullptr;
-    std::unique_ptr<AppContext> ctx;
+struct ConsoleRig : AppRig {
     std::unique_ptr<console::MainConsole> console;
     FakeDialogs dialogs;
-
-    explicit ConsoleRig(std::unique_ptr<SettingsStore> store = nullptr) {
-        auto p = std::make_unique<ScriptedPrompt>();
-        prompt = p.get();
-        ctx = std::make_unique<AppContext>(
-            std::move(store), std::move(p),
-            [this] {
-                auto d = std::make_unique<FakeSerialDevice>();
-                device = d.get();
-                return std::unique_ptr<SerialDevice>(std::move(d));
-            },
-            AppPaths::inDirectory(dir.path()), clock);
-    }
 
     console::MainConsole&
     start(console::MainConsole::Role role = console::MainConsole::Role::Main) {
@@ -82,7 +58,6 @@ struct ConsoleRig {
         prompt->shown.clear();
     }
     void reply(const QByteArray& chunk) { ctx->hub().deliver(chunk); }
-    QByteArray sent() { return std::exchange(device->written, {}); }
     int shownCount(const QString& text) const { return int(prompt->texts().count(text)); }
     // The connect controls enabled and the disconnect controls not, or the other way round.
     bool showsConnected() const {

@@ -3,7 +3,6 @@
 #include "ConsoleRig.h"
 
 #include "app/CheckRegistry.h"
-#include "app/MemorySettingsStore.h"
 #include "app/SettingsKey.h"
 
 #include <QSignalSpy>
@@ -232,7 +231,7 @@ private slots:
     // The wrap limit can be set from the console: shown beside the wrap, kept for the rotator
     // driver and saved; out of range is refused. The homed state is shown too.
     void wrapLimitAndHomedStateAreShownAndSet() {
-        ConsoleRig rig(std::make_unique<MemorySettingsStore>());
+        ConsoleRig rig;
         checkRegistry(*rig.ctx);
         MainConsole& c = rig.startConnected();
         QCOMPARE(c.readings().wrapLimit, QStringLiteral("of \u00b1540"));

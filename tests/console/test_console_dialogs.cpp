@@ -8,7 +8,6 @@
 #include "link/PortList.h"
 
 #include "app/CheckRegistry.h"
-#include "app/MemorySettingsStore.h"
 #include "app/SettingsKey.h"
 
 #include <QDir>
@@ -27,10 +26,7 @@ constexpr int DwordType = int(SettingsStore::Type::Dword);
 
 // A program whose settings key holds every value, with nothing written yet.
 struct SetupRig : ConsoleRig {
-    MemorySettingsStore* store;
-    SetupRig()
-        : ConsoleRig(std::make_unique<MemorySettingsStore>()) {
-        store = static_cast<MemorySettingsStore*>(&ctx->store());
+    SetupRig() {
         QVERIFY(!checkRegistry(*ctx));
         store->writes.clear();
     }

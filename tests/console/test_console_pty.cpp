@@ -1,10 +1,11 @@
 // The console and a driver object on the program's real serial port, against the simulated unit
 // on a pseudo-terminal: a message box left open in a handler does not stop the link.
 
+#include "support/TestRig.h"
+
 #include "console/MainConsole.h"
 
 #include "app/AppContext.h"
-#include "app/MemorySettingsStore.h"
 #include "drivers/DriverErrors.h"
 #include "drivers/Focuser.h"
 #include "sim/PtyHost.h"
@@ -12,12 +13,12 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
 using namespace mivel;
 using mivel::console::MainConsole;
+using mivel::test::MemorySettingsStore;
 
 namespace {
 
@@ -78,9 +79,7 @@ private:
     bool open_ = false;
 };
 
-struct PtyRig {
-    ManualClock clock;
-    QTemporaryDir dir;
+struct PtyRig : test::TestRig {
     sim::SimulatedUnit unit{clock};
     sim::PtyHost host{unit};
     qint64 written = 0;
@@ -126,11 +125,12 @@ struct PtyRig {
     void run(qint64 ms) {
         for (qint64 t = 0; t < ms && !stalled; t += MainConsole::PollMs) {
             clock.advance(MainConsole::PollMs);
-            stalled = !settle();
+            stalled = !untilSettled();
         }
     }
-    // Turns the event loop until the line has settled, for at most 5 s.
-    bool settle() {
+    // Turns the event loop until the line has settled, for at most 5 s: the terminal carries the
+    // bytes in real time.
+    bool untilSettled() {
         QDeadlineTimer deadline(5000);
         QTimer wake; // so that waiting for an event never sleeps past the deadline
         wake.start(20);

@@ -1,7 +1,8 @@
 // The console's windows, driven through their widgets (found by object name) against the
 // simulated unit. With MIVEL_SCREENSHOT_DIR set, every window is also saved there as a PNG.
 
-#include "FakeDevices.h"
+#include "support/FakeDevices.h"
+#include "support/TestRig.h"
 
 #include "console/ui/ConsoleApp.h"
 #include "console/ui/MainWindow.h"
@@ -11,7 +12,6 @@
 #include "console/ui/WrapWindows.h"
 
 #include "app/CheckRegistry.h"
-#include "app/MemorySettingsStore.h"
 #include "app/SettingsKey.h"
 #include "drivers/DriverSet.h"
 #include "sim/SimDevice.h"
@@ -36,35 +36,27 @@
 
 using namespace mivel;
 using namespace mivel::console;
-using mivel::test::FakeProvider;
+using namespace mivel::test;
 
 namespace {
 
-struct WindowRig {
-    ManualClock clock;
-    QTemporaryDir dir;
+struct WindowRig : AppRig {
     sim::SimulatedUnit unit{clock};
-    ScriptedPrompt* prompt = nullptr;
-    MemorySettingsStore* store = nullptr;
-    std::unique_ptr<AppContext> ctx;
-    FakeProvider devices;
+    FakeProvider devices{ctx->hub().waits()};
     std::unique_ptr<ConsoleApp> app;
 
-    WindowRig() {
-        auto p = std::make_unique<ScriptedPrompt>();
-        prompt = p.get();
-        auto s = std::make_unique<MemorySettingsStore>();
-        store = s.get();
-        ctx = std::make_unique<AppContext>(
-            std::move(s), std::move(p), [this] { return sim::makeSimDevice(unit); },
-            AppPaths::inDirectory(dir.path()), clock);
+    WindowRig()
+        : AppRig([this] { return sim::makeSimDevice(unit); }) {
         checkRegistry(*ctx);
         unit.placeFocuser(12500, true);
         unit.placeRotator(9000, true, 1800);
         app = std::make_unique<ConsoleApp>(*ctx, &devices);
         app->showMainConsole();
     }
-    ~WindowRig() { app.reset(); }
+    ~WindowRig() override {
+        app.reset();
+        ctx.reset(); // the line goes before the unit at its other end
+    }
 
     MainWindow& main() { return *app->mainWindow(); }
     template <class W = QWidget> W* find(QObject* root, const char* name) {
@@ -80,18 +72,8 @@ struct WindowRig {
         run(ms);
     }
 
-    // Lets queued deliveries of the line run.
-    static void settle() {
-        for (int i = 0; i < 10; ++i)
-            QCoreApplication::processEvents();
-    }
     // Time passes in steps, so that the unit answers each poll before the next.
-    void run(qint64 ms) {
-        for (qint64 t = 0; t < ms; t += 50) {
-            clock.advance(50);
-            settle();
-        }
-    }
+    void run(qint64 ms) { advance(ms, 50); }
     void connectToUnit() {
         action("DialPhoneNumber")->trigger();
         settle();

@@ -2,12 +2,13 @@
 // picked in a setup dialog) and the console's jog step survive every settings reload, and the
 // program lives while anything holds the link.
 
+#include "support/TestRig.h"
+
 #include "console/SetupDialogs.h"
 #include "console/ui/ConsoleApp.h"
 #include "console/ui/MainWindow.h"
 
 #include "app/CheckRegistry.h"
-#include "app/MemorySettingsStore.h"
 #include "app/SettingsKey.h"
 #include "app/SettingsTable.h"
 #include "drivers/DriverSet.h"
@@ -24,6 +25,7 @@
 
 using namespace mivel;
 using namespace mivel::console;
+using namespace mivel::test;
 
 namespace {
 
@@ -69,32 +71,22 @@ struct PtyProgram {
 };
 
 // The console's windows on the simulated unit behind the in-memory device.
-struct WindowProgram {
-    ManualClock clock;
-    QTemporaryDir dir;
+struct WindowProgram : AppRig {
     sim::SimulatedUnit unit{clock};
-    MemorySettingsStore* store = nullptr;
-    std::unique_ptr<AppContext> ctx;
     std::unique_ptr<ConsoleApp> app;
 
-    WindowProgram() {
-        auto s = std::make_unique<MemorySettingsStore>();
-        store = s.get();
-        ctx = std::make_unique<AppContext>(
-            std::move(s), std::make_unique<ScriptedPrompt>(),
-            [this] { return sim::makeSimDevice(unit); }, AppPaths::inDirectory(dir.path()), clock);
+    WindowProgram()
+        : AppRig([this] { return sim::makeSimDevice(unit); }) {
         checkRegistry(*ctx);
         app = std::make_unique<ConsoleApp>(*ctx, nullptr);
         app->showMainConsole();
     }
-    MainWindow& main() { return *app->mainWindow(); }
-    void run(qint64 ms) {
-        for (qint64 t = 0; t < ms; t += 50) {
-            clock.advance(50);
-            for (int i = 0; i < 10; ++i)
-                QCoreApplication::processEvents();
-        }
+    ~WindowProgram() override {
+        app.reset();
+        ctx.reset(); // the line goes before the unit at its other end
     }
+    MainWindow& main() { return *app->mainWindow(); }
+    void run(qint64 ms) { advance(ms, 50); }
 };
 
 } // namespace

@@ -1,18 +1,13 @@
 #pragma once
 
-// A program context for driver tests: an in-memory settings store, scripted prompts, a manual
-// clock, and a fake unit behind the serial seam that answers each command the test's way.
+// A program context for driver tests, with a fake unit behind the serial seam that answers each
+// command the test's way.
 
-#include "support/FakeSerialDevice.h"
+#include "support/TestRig.h"
 
-#include "app/AppContext.h"
-#include "app/MemorySettingsStore.h"
+#include "app/ConsoleWindows.h"
 #include "core/Task.h"
 
-#include <QCoreApplication>
-#include <QTemporaryDir>
-
-#include <memory>
 #include <optional>
 
 namespace mivel::test {
@@ -28,45 +23,11 @@ inline QByteArray answerProbe(const QByteArray& command) {
     return command.trimmed() == "!" ? QByteArray(":! 1 ") : QByteArray();
 }
 
-struct DriverRig {
-    ManualClock clock;
-    QTemporaryDir dir;
-    MemorySettingsStore* store = nullptr;
-    ScriptedPrompt* prompt = nullptr;
-    FakeSerialDevice* unit = nullptr;
-    Respond respond; // given to the unit when the line creates it
-    std::unique_ptr<AppContext> ctx;
+struct DriverRig : AppRig {
+    // With no factory the line ends in a FakeSerialDevice (`device`).
+    explicit DriverRig(SerialDeviceFactory otherDevice = {})
+        : AppRig(std::move(otherDevice)) {}
 
-    // With no factory the line ends in a FakeSerialDevice (`unit`).
-    explicit DriverRig(SerialDeviceFactory device = {}) {
-        auto s = std::make_unique<MemorySettingsStore>();
-        auto p = std::make_unique<ScriptedPrompt>();
-        store = s.get();
-        prompt = p.get();
-        if (!device)
-            device = [this] {
-                auto u = std::make_unique<FakeSerialDevice>();
-                unit = u.get();
-                unit->respond = respond;
-                return std::unique_ptr<SerialDevice>(std::move(u));
-            };
-        ctx = std::make_unique<AppContext>(std::move(s), std::move(p), std::move(device),
-                                           AppPaths::inDirectory(dir.path()), clock);
-    }
-
-    // Lets everything queued run: yields, received chunks, replies to them.
-    static void settle() {
-        for (int i = 0; i < 8; ++i)
-            QCoreApplication::processEvents();
-    }
-    // Moves time on a millisecond at a time, letting queued work run at every step.
-    void advance(qint64 ms) {
-        settle();
-        for (qint64 i = 0; i < ms; ++i) {
-            clock.advance(1);
-            settle();
-        }
-    }
     // Runs a member to its end, moving time on as it waits; gives up after `limitMs`.
     template <class T> typename Task<T>::Value run(Task<T> task, qint64 limitMs = 30'000) {
         settle();
@@ -88,12 +49,10 @@ struct DriverRig {
     qint64 now() const { return clock.nowMs(); }
     Serial& serial() { return *ctx->hub().serial(); }
     void deliver(const QByteArray& chunk) {
-        unit->feed(chunk);
+        device->feed(chunk);
         settle();
     }
-    // What the unit received since the last look.
-    QByteArray sent() { return std::exchange(unit->written, {}); }
-    int count(const QByteArray& command) const { return int(unit->written.count(command)); }
+    int count(const QByteArray& command) const { return int(device->written.count(command)); }
 };
 
 // The console's windows, counted.

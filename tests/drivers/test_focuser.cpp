@@ -38,11 +38,11 @@ private slots:
         QVERIFY(!focuser.link());
         QVERIFY(rig.serial().connected()); // the port stays open
         QCOMPARE(rig.serial().port(), qint16(3));
-        QCOMPARE(rig.unit->portName(), QStringLiteral("/dev/ttyMIVEL"));
+        QCOMPARE(rig.device->portName(), QStringLiteral("/dev/ttyMIVEL"));
         focuser.halt(); // halts only when linked
         QCOMPARE(windows.miniShown, 0);
 
-        rig.unit->respond = answerProbe;
+        rig.device->respond = answerProbe;
         QCOMPARE(rig.run(focuser.setLink(true)), Status());
         QVERIFY(focuser.link());
         QCOMPARE(windows.miniShown, 1);
@@ -65,7 +65,7 @@ private slots:
         rig.openPortAsConsole();
         Focuser focuser(*rig.ctx);
         QCOMPARE(rig.run(focuser.setLink(true)), Status());
-        QCOMPARE(rig.unit->openCount, 1);
+        QCOMPARE(rig.device->openCount, 1);
         QCOMPARE(rig.count("! "), 1);
         QCOMPARE(windows.miniShown, 0);
         // Unlinking closes the port for every holder, the console included.
@@ -104,7 +104,7 @@ private slots:
 
     void statusQueryIsRateLimitedAndEndsAfterThreePositions() {
         FocuserRig rig;
-        rig.unit->respond = answering(" Q ", ":s 40 :a 10 :a 20 :a 30 ");
+        rig.device->respond = answering(" Q ", ":s 40 :a 10 :a 20 :a 30 ");
         rig.advance(501);
         qint64 start = rig.now();
         QCOMPARE(rig.run(rig.focuser.position()), 30);
@@ -117,7 +117,7 @@ private slots:
         QCOMPARE(rig.count(" Q "), 2);
 
         // Two positions only: the query waits its whole half second.
-        rig.unit->respond = answering(" Q ", ":a 10 :a 20 ");
+        rig.device->respond = answering(" Q ", ":a 10 :a 20 ");
         rig.advance(501);
         start = rig.now();
         QCOMPARE(rig.run(rig.focuser.position()), 20);
@@ -177,7 +177,7 @@ private slots:
         const auto threshold = rig.run(rig.focuser.tempCompMovementThreshold());
         QCOMPARE(threshold.error, Status(errors::ThresholdUnavailable.error));
 
-        rig.unit->respond = answering(" l ", ":sl1 1000 :of1 -250 :tcc -35 :tcm 7 ");
+        rig.device->respond = answering(" l ", ":sl1 1000 :of1 -250 :tcc -35 :tcm 7 ");
         const auto known = rig.run(rig.focuser.tempCompCoefficient());
         QCOMPARE(known.error, Status());
         QCOMPARE(known.value, -3.5f);
@@ -189,7 +189,7 @@ private slots:
     // holds after a chunk does not depend on whether a console is open.
     void thresholdReplyMakesTheParametersKnownAndIsHeldTo100() {
         FocuserRig rig;
-        rig.unit->respond = answering(" l ", ":tcm 150 ");
+        rig.device->respond = answering(" l ", ":tcm 150 ");
         const auto threshold = rig.run(rig.focuser.tempCompMovementThreshold());
         QCOMPARE(threshold.error, Status());
         QCOMPARE(threshold.value, 100);
@@ -197,7 +197,7 @@ private slots:
         rig.deliver(":tcm -4 ");
         QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 0);
         // Linking asks for the parameters only while they are not known.
-        rig.unit->respond = answerProbe;
+        rig.device->respond = answerProbe;
         rig.sent();
         QCOMPARE(rig.run(rig.focuser.setLink(true)), Status());
         QCOMPARE(rig.sent(), QByteArray("! V  T "));
@@ -220,9 +220,9 @@ private slots:
     void temperatureKeepsLastValueWhenUnanswered() {
         FocuserRig rig;
         QCOMPARE(rig.run(rig.focuser.temperature()), std::optional<double>());
-        rig.unit->respond = answering(" T ", ":t1 -1250 ");
+        rig.device->respond = answering(" T ", ":t1 -1250 ");
         QCOMPARE(rig.run(rig.focuser.temperature()), std::optional<double>(-12.5));
-        rig.unit->respond = nullptr;
+        rig.device->respond = nullptr;
         const qint64 start = rig.now();
         QCOMPARE(rig.run(rig.focuser.temperature()), std::optional<double>(-12.5));
         QCOMPARE(rig.now() - start, Focuser::TemperatureWaitMs);

@@ -42,7 +42,7 @@ private slots:
         QCOMPARE(rig.now() - start, Rotator::LinkAttempts * Rotator::LinkTickMs);
         QCOMPARE(rig.sent(), QByteArray("! ! ! ! ! ! ! "));
         QVERIFY(!rig.rotator.link());
-        rig.unit->respond = answerProbe;
+        rig.device->respond = answerProbe;
         QCOMPARE(rig.run(rig.rotator.setLink(true)), Status());
         QVERIFY(rig.rotator.linked());
         QCOMPARE(rig.sent(), QByteArray("! H R "));
@@ -140,7 +140,7 @@ private slots:
 
     void wrapReadTwiceQueriesTwice() {
         RotatorRig rig;
-        rig.unit->respond = answering(" R ", ":rs 0 :rt 0 :wr -36000 ");
+        rig.device->respond = answering(" R ", ":rs 0 :rt 0 :wr -36000 ");
         QCOMPARE(rig.run(rig.rotator.wrap()), -180.0);
         QCOMPARE(rig.run(rig.rotator.wrap()), -180.0);
         QCOMPARE(rig.count(" R "), 2);
@@ -149,7 +149,7 @@ private slots:
 
     void positionQueryWaitsForOneAngle() {
         RotatorRig rig;
-        rig.unit->respond = answering(" R ", ":rs 18000 :rt 17999 ");
+        rig.device->respond = answering(" R ", ":rs 18000 :rt 17999 ");
         QCOMPARE(rig.run(rig.rotator.position()), 0.0); // within 500 ms of creation
         rig.advance(501);
         QCOMPARE(rig.run(rig.rotator.position()), 89.995);
@@ -166,7 +166,7 @@ private slots:
     void commandsOfTheRotator() {
         RotatorRig rig;
         Rotator& r = rig.rotator;
-        rig.unit->respond = answerProbe;
+        rig.device->respond = answerProbe;
         rig.run(r.halt()); // not linked: nothing
         rig.run(r.setLink(true));
         rig.sent();

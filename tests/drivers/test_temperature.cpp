@@ -32,20 +32,20 @@ private slots:
         QCOMPARE(rig.now() - start, Temperature::LinkAttempts * Temperature::LinkTickMs);
         QCOMPARE(rig.sent(), QByteArray("! ! ! ! ! ! ! "));
         QVERIFY(!rig.t.connected());
-        rig.unit->respond = answerProbe;
+        rig.device->respond = answerProbe;
         QCOMPARE(rig.run(rig.t.setConnected(true)), Status());
         QVERIFY(rig.t.connected());
         QCOMPARE(rig.sent(), QByteArray("! T "));
         QCOMPARE(rig.run(rig.t.setConnected(false)), Status());
         QVERIFY(!rig.serial().connected());
-        rig.unit->hangUp(QStringLiteral("gone"));
+        rig.device->hangUp(QStringLiteral("gone"));
         rig.settle();
         QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("comm error received")});
     }
 
     void readingsAreQueriedAtMostOnceASecond() {
         TemperatureRig rig;
-        rig.unit->respond = answering("T ", ":t1 1234 ");
+        rig.device->respond = answering("T ", ":t1 1234 ");
         QCOMPARE(rig.run(rig.t.ambientTemp()), 0.0); // within a second of creation
         rig.advance(1001);
         QCOMPARE(rig.run(rig.t.ambientTemp()), 12.34);
@@ -58,7 +58,7 @@ private slots:
         QCOMPARE(rig.run(rig.t.ambientTemp()), 15.0);
         QCOMPARE(rig.count("T "), 1);
         // Unanswered: the last value, after half a second.
-        rig.unit->respond = nullptr;
+        rig.device->respond = nullptr;
         rig.advance(1001);
         const qint64 start = rig.now();
         QCOMPARE(rig.run(rig.t.ambientTemp()), 15.0);

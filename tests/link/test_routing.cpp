@@ -2,6 +2,7 @@
 // awaiting-reply flags, and the waits that driver members resume from.
 
 #include "support/FakeSerialDevice.h"
+#include "support/TestRig.h"
 
 #include "console/ReplyWatchdog.h"
 #include "core/Task.h"
@@ -15,8 +16,7 @@ using mivel::test::FakeSerialDevice;
 
 namespace {
 
-struct Rig {
-    ManualClock clock;
+struct Rig : test::TestRig {
     FakeSerialDevice* lastDevice = nullptr;
     int devicesMade = 0;
     LinkHub hub{[this] {
@@ -59,6 +59,8 @@ private slots:
     void manualClockTimers();
     void lostPortIsReopenedOnTheSameDeviceEverySecond();
     void unitFallenSilentIsLostOnlyAfterTheLimit();
+    void failedWriteIsReportedAndTheLinkReopened();
+    void vanishedDeviceIsReopenedOnceItIsBack();
 };
 
 void RoutingTest::firstConnectorCreatesOneSharedSerial() {
@@ -334,6 +336,71 @@ void RoutingTest::unitFallenSilentIsLostOnlyAfterTheLimit() {
     rig.clock.advance(LinkHub::SilenceLimitMs - 1);
     rig.hub.noteUnanswered();
     QCOMPARE(lost.count(), 1);
+}
+
+// A write that does not go out is found after write() returned, as a real port finds it: the
+// port is lost with the device's reason, and the same device is opened again.
+void RoutingTest::failedWriteIsReportedAndTheLinkReopened() {
+    Rig rig;
+    Connector holder(rig.hub);
+    Serial& serial = holder.serial();
+    QVERIFY(!serial.setConnected(true));
+    QSignalSpy portLost(&serial, &Serial::portLost);
+    QSignalSpy lost(&rig.hub, &LinkHub::linkLost);
+    QSignalSpy restored(&rig.hub, &LinkHub::linkRestored);
+    FakeSerialDevice& device = *rig.lastDevice;
+    device.failNextWrite();
+    serial.transmit(QByteArray(" Q "));
+    QCOMPARE(device.failedWrites, 1);
+    QCOMPARE(device.written, QByteArray());
+    Rig::settle();
+    QCOMPARE(portLost.count(), 1);
+    QCOMPARE(portLost.at(0).at(0).toString(), FakeSerialDevice::WriteFailed);
+    QCOMPARE(lost.count(), 1);
+    QCOMPARE(lost.at(0).at(0).toString(), FakeSerialDevice::WriteFailed);
+    QVERIFY(!serial.connected());
+    QVERIFY(rig.hub.lost());
+
+    rig.clock.advance(LinkHub::ReconnectPollMs);
+    QVERIFY(serial.connected());
+    QCOMPARE(restored.count(), 1);
+    serial.transmit(QByteArray(" Q "));
+    QCOMPARE(device.written, QByteArray(" Q ")); // only the next write failed
+    Rig::settle();
+    QCOMPARE(portLost.count(), 1);
+}
+
+// An unplugged adapter: the open port reports its device gone, and while it is away every
+// attempt to open it fails; once it is plugged in again the next attempt links again.
+void RoutingTest::vanishedDeviceIsReopenedOnceItIsBack() {
+    Rig rig;
+    Connector holder(rig.hub);
+    Serial& serial = holder.serial();
+    serial.setDevicePath(QStringLiteral("/dev/ttyUSB0"));
+    QVERIFY(!serial.setConnected(true));
+    QSignalSpy lost(&rig.hub, &LinkHub::linkLost);
+    QSignalSpy restored(&rig.hub, &LinkHub::linkRestored);
+    FakeSerialDevice& device = *rig.lastDevice;
+    device.vanish();
+    QCOMPARE(lost.count(), 1);
+    QCOMPARE(lost.at(0).at(0).toString(), FakeSerialDevice::Gone);
+    QVERIFY(!serial.connected());
+
+    rig.clock.advance(5 * LinkHub::ReconnectPollMs);
+    QVERIFY(rig.hub.lost());
+    QCOMPARE(device.openCount, 1);
+    QString why;
+    QVERIFY(!device.open(&why));
+    QCOMPARE(why, QStringLiteral("/dev/ttyUSB0: No such file or directory"));
+
+    device.plugIn();
+    rig.clock.advance(LinkHub::ReconnectPollMs);
+    QVERIFY(serial.connected());
+    QVERIFY(!rig.hub.lost());
+    QCOMPARE(device.openCount, 2);
+    QCOMPARE(restored.count(), 1);
+    QCOMPARE(lost.count(), 1);
+    QCOMPARE(rig.devicesMade, 1); // the same device, opened again
 }
 
 QTEST_GUILESS_MAIN(RoutingTest)

@@ -2,7 +2,7 @@
 // controller parameters read from the unit and uploaded in the unit's order, the two files with
 // their exact lines, malformed files, and what closing keeps.
 
-#include "Rig.h"
+#include "TempCompRig.h"
 #include "support/FileSizeLimit.h"
 
 #include "tempcomp/CalibrationWindow.h"
@@ -33,7 +33,7 @@ const QByteArray ParameterReplies =
     ":sdi 4 :sil 60 ";
 
 // Two points on the lines reference = 0.5 x - 1, x and 0.1 x - 1 of the three sensors.
-void fitTwoPoints(Rig& rig, CalibrationWindow& window) {
+void fitTwoPoints(TempCompRig& rig, CalibrationWindow& window) {
     rig.reply(":t4 2 :t5 0 :t6 10 ");
     QVERIFY(window.recordPoint(QStringLiteral("0")));
     rig.reply(":t4 4 :t5 1 :t6 20 ");
@@ -48,23 +48,23 @@ class CalibrationTest : public QObject {
     Q_OBJECT
 private slots:
     void openingReadsParametersAndPollsReadings() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         QCOMPARE(rig.sent(), QByteArray("l G <  T "));
         rig.clock.advance(CalibrationWindow::ReadingPollMs);
         QCOMPARE(rig.sent(), QByteArray(" T "));
-        rig.ctx.hub().serial()->setConnected(false);
+        rig.ctx->hub().serial()->setConnected(false);
         rig.clock.advance(CalibrationWindow::ReadingPollMs);
         QCOMPARE(rig.sent(), QByteArray());
 
-        Rig closed(false);
-        CalibrationWindow quiet(closed.ctx);
+        TempCompRig closed(false);
+        CalibrationWindow quiet(*closed.ctx);
         QCOMPARE(closed.sent(), QByteArray());
     }
 
     void recordingAndFittingPoints() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.reply(":t4 2 :t5 0 ");
         QVERIFY(!window.canRecordPoint()); // a reading is still missing
         rig.reply(":t6 9 ");
@@ -118,16 +118,16 @@ private slots:
     }
 
     void coefficientUploadPausesBetweenCommands() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         fitTwoPoints(rig, window);
 
-        rig.ctx.hub().serial()->setConnected(false);
+        rig.ctx->hub().serial()->setConnected(false);
         auto refused = window.uploadCoefficients();
         QVERIFY(refused.isDone() && !refused.result());
         QCOMPARE(rig.lastShown().text, PortClosed);
         QCOMPARE(rig.lastShown().title, QStringLiteral("Vark"));
-        rig.ctx.hub().serial()->setConnected(true);
+        rig.ctx->hub().serial()->setConnected(true);
         QCOMPARE(withoutPolls(rig.sent()), QByteArray());
 
         auto upload = window.uploadCoefficients();
@@ -147,7 +147,7 @@ private slots:
         // slopes and old intercepts would report every temperature wrong.
         std::optional<Task<bool>> behind;
         {
-            CalibrationWindow other(rig.ctx);
+            CalibrationWindow other(*rig.ctx);
             fitTwoPoints(rig, other);
             behind = other.uploadCoefficients();
             QCOMPARE(withoutPolls(rig.sent()), QByteArray("A0.5000000 "));
@@ -161,7 +161,7 @@ private slots:
         auto cut = window.uploadCoefficients();
         rig.sent();
         rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
-        rig.ctx.hub().serial()->setConnected(false);
+        rig.ctx->hub().serial()->setConnected(false);
         rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
         QVERIFY(cut.isDone() && !cut.result());
         QCOMPARE(rig.lastShown().text,
@@ -174,8 +174,8 @@ private slots:
     // A slope the unit would hold as 0 makes that sensor read one fixed temperature: such
     // coefficients are refused for upload, with the reason, whether fitted or loaded.
     void zeroSlopeIsNotUploaded() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.reply(":t4 2 :t5 0 :t6 10 ");
         QVERIFY(window.recordPoint(QStringLiteral("0")));
         rig.reply(":t4 4 :t5 1 :t6 10 "); // the secondary sensor's reading never changed
@@ -201,8 +201,8 @@ private slots:
         // that the file leaves without any slope, are refused alike.
         const QString path = rig.path("coef.dat");
         QVERIFY(writeAll(path, "\"T1\",\".000004\",\"-40\"\r\n\"T2\",\".02\",\"-30\"\r\n"));
-        Rig other;
-        CalibrationWindow fresh(other.ctx);
+        TempCompRig other;
+        CalibrationWindow fresh(*other.ctx);
         QVERIFY(fresh.loadCoefficientFile(path));
         QVERIFY(!fresh.coefficientUploadEnabled());
         QVERIFY(fresh.coefficientNote().startsWith(
@@ -215,8 +215,8 @@ private slots:
 
     // A sum that overflows is the floating-point error: no coefficients are left to upload.
     void overflowRaisesTheError() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         fitTwoPoints(rig, window);
         QVERIFY(window.coefficientUploadEnabled());
         rig.reply(":t4 6 :t5 2 :t6 30 ");
@@ -237,8 +237,8 @@ private slots:
     }
 
     void parameterRepliesFillTheWindow() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.reply(ParameterReplies);
         // One parameter of each scaling, and the two dead band replies that cross over.
         const std::pair<Param, const char*> expected[] = {{Param::AmbSlope, "0.01250"},
@@ -269,8 +269,8 @@ private slots:
     }
 
     void editsRefuseWhatTheParameterCannotTake() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.reply(ParameterReplies);
         QVERIFY(!window.edit(Param::Kp, QStringLiteral("3O")));
         QCOMPARE(rig.lastShown().text, QStringLiteral("Invalid proportional gain."));
@@ -292,8 +292,8 @@ private slots:
     }
 
     void parameterUploadInTheUnitsOrder() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.reply(ParameterReplies);
         QVERIFY(window.edit(Param::Deadband, QStringLiteral("8.5")));
         QVERIFY(window.edit(Param::HeaterDerivTime, QStringLiteral(" 4.5 ")));
@@ -307,7 +307,7 @@ private slots:
 
         rig.prompt->answers = {Prompt::Answer::Cancel};
         QVERIFY(!window.uploadParameters());
-        rig.ctx.hub().serial()->setConnected(false);
+        rig.ctx->hub().serial()->setConnected(false);
         QVERIFY(!window.uploadParameters());
         QCOMPARE(rig.lastShown().text, PortClosed);
         QCOMPARE(rig.lastShown().title, QStringLiteral("Vark"));
@@ -315,8 +315,8 @@ private slots:
     }
 
     void parameterUploadLeavesOutWhatIsNotANumber() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.sent();
         // Nothing read from the unit: the text boxes are empty and the spin controls at their
         // least.
@@ -355,8 +355,8 @@ private slots:
     // What the unit reported goes back as the unit holds it, whatever the display rounds; an
     // edited value goes as typed.
     void parametersReadGoBackUnchanged() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         rig.reply(ParameterReplies);
         rig.reply(":v 650 :c 32769 ");
         QCOMPARE(window.value(Param::Velocity), QStringLiteral("0.0099"));
@@ -412,9 +412,9 @@ private slots:
     }
 
     void parameterFileLinesAndRoundTrip() {
-        Rig rig;
+        TempCompRig rig;
         const QString path = rig.path("params.dat");
-        CalibrationWindow window(rig.ctx);
+        CalibrationWindow window(*rig.ctx);
         window.setNow([] { return SavedAt; });
         rig.reply(ParameterReplies);
         window.edit(Param::Deadband, QStringLiteral("8.5"));
@@ -432,8 +432,8 @@ private slots:
             R"("PromptTheSky",0;)";
         QCOMPARE(readAll(path), QByteArray(expected).replace(';', "\r\n"));
 
-        Rig other(false);
-        CalibrationWindow fresh(other.ctx);
+        TempCompRig other(false);
+        CalibrationWindow fresh(*other.ctx);
         QVERIFY(fresh.loadParameterFile(path));
         for (const ParamInfo& info : params())
             if (info.form != FileForm::None)
@@ -443,7 +443,7 @@ private slots:
     }
 
     void parameterFileInAnotherOrderWithExtraKeys() {
-        Rig rig;
+        TempCompRig rig;
         const QString path = rig.path("hand.dat");
         QVERIFY(writeAll(path, "\"Kd\", \"15\"\n"
                                "\"Colour\",\"blue\"\r\n"
@@ -454,7 +454,7 @@ private slots:
                                "\"Velocity\",\"fast\"\r\n"
                                "\"date\",\"whenever\"\r\n"
                                "\"sil\",\"7")); // cut off inside the quotation
-        CalibrationWindow window(rig.ctx);
+        CalibrationWindow window(*rig.ctx);
         rig.reply(":ifs 4 :v 65536 :sil 60 ");
         QVERIFY(window.loadParameterFile(path));
         // What was not taken is named with the reason; unknown keys are ignored.
@@ -506,11 +506,11 @@ private slots:
         QFETCH(QByteArray, content);
         QFETCH(bool, exists);
         QFETCH(QStringList, messages);
-        Rig rig;
+        TempCompRig rig;
         const QString path = rig.path("bad.dat");
         if (exists)
             QVERIFY(writeAll(path, content));
-        CalibrationWindow window(rig.ctx);
+        CalibrationWindow window(*rig.ctx);
         rig.reply(ParameterReplies);
         QVERIFY(!window.loadParameterFile(path));
         QVERIFY(!window.loadCoefficientFile(path));
@@ -522,9 +522,9 @@ private slots:
     }
 
     void coefficientFileLinesAndRoundTrip() {
-        Rig rig;
+        TempCompRig rig;
         const QString path = rig.path("coef.dat");
-        CalibrationWindow window(rig.ctx);
+        CalibrationWindow window(*rig.ctx);
         window.setNow([] { return SavedAt; });
         fitTwoPoints(rig, window);
         QVERIFY(window.saveCoefficientFile(path));
@@ -533,8 +533,8 @@ private slots:
                                            "\"T2\",\"1.000000\",\".000000\"\r\n"
                                            "\"T3\",\".100000\",\"-1.000000\"\r\n"));
 
-        Rig other;
-        CalibrationWindow fresh(other.ctx);
+        TempCompRig other;
+        CalibrationWindow fresh(*other.ctx);
         QVERIFY(fresh.loadCoefficientFile(path));
         QVERIFY(fresh.coefficientUploadEnabled());
         QCOMPARE(fresh.interceptText(2), QStringLiteral("-1.000000"));
@@ -551,8 +551,8 @@ private slots:
     // A name without an extension is saved with ".dat", so the open dialog's filter shows it;
     // another extension, or a file already there, is kept as chosen.
     void savingAddsTheDataExtension() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         QVERIFY(window.saveParameterFile(rig.path("night")));
         QVERIFY(readAll(rig.path("night.dat")).startsWith("\"date\","));
         QVERIFY(!QFile::exists(rig.path("night")));
@@ -569,8 +569,8 @@ private slots:
     }
 
     void savingAsksBeforeReplacingAndReportsFailures() {
-        Rig rig;
-        CalibrationWindow window(rig.ctx);
+        TempCompRig rig;
+        CalibrationWindow window(*rig.ctx);
         const QString path = rig.path("keep.dat");
         QVERIFY(writeAll(path, "old contents"));
         rig.prompt->answers = {Prompt::Answer::Cancel, Prompt::Answer::Cancel};
@@ -604,15 +604,15 @@ private slots:
     }
 
     void closingOffersTheUploadAndKeepsTheSettings() {
-        Rig rig;
-        rig.ctx.settings().stepSize = 0.5625f;
+        TempCompRig rig;
+        rig.ctx->settings().stepSize = 0.5625f;
         {
-            CalibrationWindow window(rig.ctx);
+            CalibrationWindow window(*rig.ctx);
             QCOMPARE(window.value(Param::StepSize), QStringLiteral("0.5625"));
             window.close(); // nothing changed: no question
             QVERIFY(rig.prompt->shown.empty());
         }
-        CalibrationWindow window(rig.ctx);
+        CalibrationWindow window(*rig.ctx);
         rig.reply(ParameterReplies);
         window.edit(Param::StepSize, QStringLiteral("0.5"));
         window.edit(Param::PromptTheSky, QStringLiteral("1"));
@@ -623,9 +623,9 @@ private slots:
                                                       "like to upload changed to the Mivel?"));
         QCOMPARE(rig.lastShown().buttons, Prompt::Buttons::YesNo);
         QVERIFY(rig.sent().startsWith("}255 [20 "));
-        QCOMPARE(rig.ctx.settings().stepSize, 0.5f);
-        QVERIFY(rig.ctx.settings().promptTheSky);
-        QCOMPARE(rig.ctx.settings().errorMessage, 1);
+        QCOMPARE(rig.ctx->settings().stepSize, 0.5f);
+        QVERIFY(rig.ctx->settings().promptTheSky);
+        QCOMPARE(rig.ctx->settings().errorMessage, 1);
         const auto stored = rig.store->tree().value(SettingsStore::Hive::LocalMachine,
                                                     SettingsKeyPath, QStringLiteral("StepSize"));
         QVERIFY(stored);
@@ -633,19 +633,19 @@ private slots:
         QCOMPARE(stored->data, QByteArray("0.5", 4)); // with its terminating zero
 
         // Answered No: nothing is sent, the settings are kept all the same.
-        CalibrationWindow again(rig.ctx);
+        CalibrationWindow again(*rig.ctx);
         again.edit(Param::StepSize, QStringLiteral("0.75"));
         rig.sent();
         rig.prompt->answers = {Prompt::Answer::No};
         QVERIFY(again.close());
         QCOMPARE(rig.sent(), QByteArray());
-        QCOMPARE(rig.ctx.settings().stepSize, 0.75f);
+        QCOMPARE(rig.ctx->settings().stepSize, 0.75f);
     }
 
     // The options keep the type they are stored with: the text "0" stays text, a number stays
     // a number. The wrap-limit reversal is one of them.
     void closingKeepsTheSettingsTypes() {
-        Rig rig;
+        TempCompRig rig;
         using T = SettingsStore::Type;
         const auto stored = [&](const char* name) {
             return rig.store->tree().value(SettingsStore::Hive::LocalMachine, SettingsKeyPath,
@@ -658,8 +658,8 @@ private slots:
         put("ErrorMessage", T::String, QByteArray("0", 2));
         put("CheckTelescope", T::String, QByteArray("0", 2));
         put("PromptTheSky", T::Dword, QByteArray(4, '\0'));
-        rig.ctx.settings().autoReverse = false;
-        CalibrationWindow window(rig.ctx);
+        rig.ctx->settings().autoReverse = false;
+        CalibrationWindow window(*rig.ctx);
         QCOMPARE(window.value(Param::AutoReverse), QStringLiteral("0"));
         window.edit(Param::ErrorComputer, QStringLiteral("1"));
         window.edit(Param::CheckTelescope, QStringLiteral("1"));
@@ -674,21 +674,21 @@ private slots:
         QCOMPARE(stored("PromptTheSky")->type, T::Dword);
         QCOMPARE(stored("PromptTheSky")->data, QByteArray("\x01\0\0\0", 4));
         QCOMPARE(stored("AutoReverse")->type, T::Dword); // not stored before: as the table says
-        QVERIFY(rig.ctx.settings().autoReverse);
-        QVERIFY(rig.ctx.settings().checkTelescope);
-        QCOMPARE(rig.ctx.settings().errorMessage, 1);
+        QVERIFY(rig.ctx->settings().autoReverse);
+        QVERIFY(rig.ctx->settings().checkTelescope);
+        QCOMPARE(rig.ctx->settings().errorMessage, 1);
     }
 
     void closingReportsSettingsFailures() {
         {
-            Rig rig;
+            TempCompRig rig;
             rig.store->failCreate(SettingsStore::Hive::LocalMachine, SettingsKeyPath);
-            CalibrationWindow(rig.ctx).close();
+            CalibrationWindow(*rig.ctx).close();
             QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Unable to create key")});
         }
-        Rig rig;
+        TempCompRig rig;
         rig.store->failSet(QStringLiteral("StepSize"));
-        CalibrationWindow(rig.ctx).close();
+        CalibrationWindow(*rig.ctx).close();
         QCOMPARE(rig.prompt->texts(), QStringList{QStringLiteral("Unable to read registry")});
     }
 };

@@ -2,7 +2,7 @@
 // replies (two paths with different clamping), OK's upload, Cancel's
 // questions, the mode sent after every closing, and the replies' effect on the shared state.
 
-#include "Rig.h"
+#include "TempCompRig.h"
 
 #include "tempcomp/FocusMoveRule.h"
 #include "tempcomp/TempCompDialog.h"
@@ -11,18 +11,18 @@
 
 using namespace mivel;
 using namespace mivel::tempcomp;
-using mivel::test::Rig;
+using mivel::test::TempCompRig;
 
 class TempCompDialogTest : public QObject {
     Q_OBJECT
 private slots:
     void openingAsksTheUnitAndWaits() {
-        Rig rig;
+        TempCompRig rig;
         rig.tempComp().mode = 7; // not a mode: reset on opening
-        prepareTempCompDialog(rig.ctx);
+        prepareTempCompDialog(*rig.ctx);
         QCOMPARE(rig.sent(), QByteArray(" :V "));
         {
-            TempCompDialog dialog(rig.ctx);
+            TempCompDialog dialog(*rig.ctx);
             QCOMPARE(rig.sent(), QByteArray(" l "));
             QVERIFY(rig.tempComp().dialogOpen);
             QCOMPARE(dialog.selectedMode(), 0);
@@ -31,8 +31,8 @@ private slots:
     }
 
     void noReplyWarnsAndOffersTheShownValues() {
-        Rig rig;
-        TempCompDialog dialog(rig.ctx);
+        TempCompRig rig;
+        TempCompDialog dialog(*rig.ctx);
         rig.sent();
         rig.clock.advance(TempCompDialog::ReplyWaitMs);
         QCOMPARE(rig.prompt->texts(),
@@ -72,11 +72,11 @@ private slots:
         QFETCH(int, tenths);
         QFETCH(float, coefficient);
         QFETCH(int, threshold);
-        Rig rig;
+        TempCompRig rig;
         rig.reply(":sl1 1000 ");
         if (known)
             rig.reply(replies);
-        TempCompDialog dialog(rig.ctx);
+        TempCompDialog dialog(*rig.ctx);
         QCOMPARE(dialog.waitingForUnit(), !known);
         if (!known)
             rig.reply(replies);
@@ -111,9 +111,9 @@ private slots:
         QFETCH(QByteArray, slopeReply);
         QFETCH(int, tenths);
         QFETCH(QByteArray, sent);
-        Rig rig;
+        TempCompRig rig;
         rig.reply(slopeReply + ":tcm 3 ");
-        TempCompDialog dialog(rig.ctx);
+        TempCompDialog dialog(*rig.ctx);
         rig.sent();
         dialog.selectMode(1);
         dialog.setCoefficientTenths(tenths);
@@ -125,11 +125,11 @@ private slots:
     }
 
     void okAndCancelQuestions() {
-        Rig rig;
+        TempCompRig rig;
         rig.reply(":sl1 1000 :tcm 3 ");
-        rig.ctx.settings().stepSize = 0.25f;
-        TempCompDialog dialog(rig.ctx);
-        rig.ctx.settings().stepSize = 0.5f; // changed elsewhere while the dialog was open
+        rig.ctx->settings().stepSize = 0.25f;
+        TempCompDialog dialog(*rig.ctx);
+        rig.ctx->settings().stepSize = 0.5f; // changed elsewhere while the dialog was open
         rig.sent();
         dialog.setCoefficientTenths(40);
         dialog.selectMode(2);
@@ -146,39 +146,39 @@ private slots:
         QCOMPARE(rig.sent(), QByteArray());
         QCOMPARE(rig.tempComp().mode, 0); // Cancel keeps the mode
         QCOMPARE(rig.tempComp().coefficient, 0.0f);
-        QCOMPARE(rig.ctx.settings().stepSize, 0.25f); // the setting saved on opening is restored
+        QCOMPARE(rig.ctx->settings().stepSize, 0.25f); // the setting saved on opening is restored
     }
 
     void modeIsSentAfterEveryClosing() {
-        Rig rig;
+        TempCompRig rig;
         rig.reply(":sl1 1000 :tcm 3 :tc 1 ");
         {
             // Cancel after changes, answered OK: nothing uploaded, yet the unchanged mode is sent.
-            prepareTempCompDialog(rig.ctx);
-            TempCompDialog dialog(rig.ctx);
+            prepareTempCompDialog(*rig.ctx);
+            TempCompDialog dialog(*rig.ctx);
             dialog.setCoefficientTenths(12);
             dialog.selectMode(2);
             QVERIFY(dialog.reject());
             QCOMPARE(rig.sent(), QByteArray(" :V  l "));
-            const TempCompButtons buttons = finishTempCompDialog(rig.ctx);
+            const TempCompButtons buttons = finishTempCompDialog(*rig.ctx);
             QCOMPARE(rig.sent(), QByteArray(" +1 "));
             QCOMPARE(buttons.caption, QStringLiteral("Temperature Compensation = AUTO"));
             QVERIFY(!buttons.synchEnabled);
         }
         // OK without changes: no question, no upload, the chosen mode.
         rig.prompt->shown.clear();
-        TempCompDialog dialog(rig.ctx);
+        TempCompDialog dialog(*rig.ctx);
         dialog.selectMode(2);
         QVERIFY(dialog.accept());
         QVERIFY(rig.prompt->shown.empty());
-        const TempCompButtons buttons = finishTempCompDialog(rig.ctx);
+        const TempCompButtons buttons = finishTempCompDialog(*rig.ctx);
         QCOMPARE(rig.sent(), QByteArray(" l  +2 "));
         QCOMPARE(buttons.caption, QStringLiteral("Temperature Compensation = MAN"));
         QVERIFY(buttons.synchEnabled);
     }
 
     void repliesUpdateTheSharedState() {
-        Rig rig;
+        TempCompRig rig;
         TempCompState& s = rig.tempComp();
         rig.reply(":tcc 125 "); // before the slope: dropped
         QVERIFY(!s.paramsReceived);

@@ -1,7 +1,7 @@
 // The calibration window and the compensation dialog against the simulated unit: the sensor
 // coefficients and the compensation coefficient they upload are what the unit works with.
 
-#include "Rig.h"
+#include "TempCompRig.h"
 
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -21,14 +21,14 @@ namespace {
 // A rig whose serial device is the simulated unit, on the rig's clock.
 struct SimRig {
     std::unique_ptr<SimulatedUnit> unit;
-    Rig rig{true, [this](Clock& clock) {
-                unit = std::make_unique<SimulatedUnit>(clock);
-                return sim::makeSimDevice(*unit);
-            }};
+    TempCompRig rig{true, [this](Clock& clock) {
+                        unit = std::make_unique<SimulatedUnit>(clock);
+                        return sim::makeSimDevice(*unit);
+                    }};
     ~SimRig() { unit.reset(); } // its timers run on the rig's clock
     // What the unit heard since the last call, apart from the window's reading polls.
     QByteArray heard() {
-        Rig::settle();
+        TempCompRig::settle();
         QByteArray bytes = unit->receivedBytes().replace(" T ", "");
         unit->clearReceived();
         return bytes;
@@ -50,12 +50,12 @@ private slots:
         const QString path = s.rig.path("coef.dat");
         QVERIFY(writeAll(path, "\"T1\",\".010000\",\"-40.000000\"\r\n\"T2\",\".020000\",\"-30\"\r\n"
                                "\"T3\",\".030000\",\"-20.500000\"\r\n"));
-        CalibrationWindow window(s.rig.ctx);
+        CalibrationWindow window(*s.rig.ctx);
         QVERIFY(window.loadCoefficientFile(path));
         s.heard();
         auto upload = window.uploadCoefficients();
         for (int i = 0; i < 6; ++i) {
-            Rig::settle();
+            TempCompRig::settle();
             s.rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
         }
         QVERIFY(upload.isDone() && upload.result());
@@ -68,9 +68,9 @@ private slots:
 
         // The compensation dialog reads the unit's parameters, the coefficient uploads in the
         // unit's own terms, and the mode goes out when the dialog closes.
-        prepareTempCompDialog(s.rig.ctx);
+        prepareTempCompDialog(*s.rig.ctx);
         {
-            TempCompDialog dialog(s.rig.ctx);
+            TempCompDialog dialog(*s.rig.ctx);
             // The window's read has told the console the parameters already: no wait.
             QVERIFY(!dialog.waitingForUnit());
             QTRY_COMPARE(s.rig.tempComp().sensorSlope, 0.01f);
@@ -78,8 +78,8 @@ private slots:
             dialog.selectMode(1);
             QVERIFY(dialog.accept());
         }
-        finishTempCompDialog(s.rig.ctx);
-        Rig::settle();
+        finishTempCompDialog(*s.rig.ctx);
+        TempCompRig::settle();
         QCOMPARE(unit.tempCompCoefficient(), 250); // 25 counts/F x 0.01 F/raw x 1000
         QCOMPARE(unit.tempCompMode(), 1);
 
@@ -103,15 +103,15 @@ private slots:
                                "\"T3\",\".030000\",\"-20.5\"\r\n"));
         std::optional<Task<bool>> upload;
         {
-            CalibrationWindow window(s.rig.ctx);
+            CalibrationWindow window(*s.rig.ctx);
             QVERIFY(window.loadCoefficientFile(path));
             s.heard();
             upload = window.uploadCoefficients();
-            Rig::settle();
+            TempCompRig::settle();
         }
         for (int i = 0; i < 6; ++i) {
             s.rig.clock.advance(CalibrationWindow::CoefficientPauseMs);
-            Rig::settle();
+            TempCompRig::settle();
         }
         QVERIFY(upload->isDone() && upload->result());
         QCOMPARE(s.heard(), QByteArray("A0.0100000 B0.0200000 C0.0300000 D-40.0000000 E-30.0000000 "
@@ -126,8 +126,8 @@ private slots:
         SimulatedUnit& unit = *s.unit;
         unit.setThermalSpeed(600);
         unit.placeFocuser(20000, true);
-        s.rig.ctx.hub().serial()->transmit(QByteArray(" =-1758  F5  +1 ")); // -10 counts a degree
-        Rig::settle();
+        s.rig.ctx->hub().serial()->transmit(QByteArray(" =-1758  F5  +1 ")); // -10 counts a degree
+        TempCompRig::settle();
         QCOMPARE(unit.tempCompMode(), 1);
         const int rawBefore = unit.rawReading(Sensor::Ambient);
         for (int i = 0; i < 60; ++i)

@@ -1,7 +1,7 @@
 // The two windows over their logic: controls found by name drive the logic and show what it
 // holds. With MIVEL_SCREENSHOT_DIR set, the windows are also saved as pictures there.
 
-#include "Rig.h"
+#include "TempCompRig.h"
 
 #include "tempcomp/ui/CalibrationWindowView.h"
 #include "tempcomp/ui/TempCompDialogView.h"
@@ -22,7 +22,7 @@
 
 using namespace mivel;
 using namespace mivel::tempcomp;
-using mivel::test::Rig;
+using mivel::test::TempCompRig;
 
 namespace {
 
@@ -58,10 +58,10 @@ class TempCompUiTest : public QObject {
     Q_OBJECT
 private slots:
     void compensationDialogDrivesItsLogic() {
-        Rig rig;
+        TempCompRig rig;
         rig.reply(":sl1 1000 :of1 -4000000 :tcc 25 :tcm 4 :tc 2 ");
         rig.tempComp().mode = 2;
-        TempCompDialogView view(rig.ctx);
+        TempCompDialogView view(*rig.ctx);
         view.show();
         rig.sent();
         QVERIFY(child<QRadioButton>(view, "optTempComp_2")->isChecked());
@@ -101,8 +101,8 @@ private slots:
     }
 
     void calibrationWindowShowsEditsRecordsAndFits() {
-        Rig rig;
-        auto* view = new CalibrationWindowView(rig.ctx);
+        TempCompRig rig;
+        auto* view = new CalibrationWindowView(*rig.ctx);
         QPointer<CalibrationWindowView> guard(view);
         view->show();
         rig.reply(":p 30 :v 131072 :ifo 255 :ifa 0 :ifs 20 :ac 1 ");
@@ -172,8 +172,8 @@ private slots:
     // What the window refuses it says beside the greyed button: a sensor whose reading never
     // changed, a full table. An upload once started goes on after the window has closed.
     void calibrationWindowExplainsAndFinishesItsUpload() {
-        Rig rig;
-        auto* view = new CalibrationWindowView(rig.ctx);
+        TempCompRig rig;
+        auto* view = new CalibrationWindowView(*rig.ctx);
         QPointer<CalibrationWindowView> guard(view);
         view->show();
         auto* mark = child<QPushButton>(*view, "cmdCalMark");
@@ -225,7 +225,7 @@ private slots:
     }
 
     void entryFunctionsForTheConsole() {
-        Rig rig;
+        TempCompRig rig;
         rig.reply(":sl1 1000 :tcc 25 :tcm 4 :tc 2 ");
         rig.sent();
         // The modal dialog is closed with Cancel as soon as it shows.
@@ -234,14 +234,14 @@ private slots:
             QVERIFY(modal);
             child<QPushButton>(*modal, "cmdCancel")->click();
         });
-        const TempCompButtons buttons = openTempCompDialog(rig.ctx, nullptr);
+        const TempCompButtons buttons = openTempCompDialog(*rig.ctx, nullptr);
         QCOMPARE(rig.sent(), QByteArray(" :V  l  +2 "));
         QCOMPARE(buttons.caption, QStringLiteral("Temperature Compensation = MAN"));
         QVERIFY(buttons.synchEnabled);
 
-        QWidget* window = openCalibrationWindow(rig.ctx, nullptr);
+        QWidget* window = openCalibrationWindow(*rig.ctx, nullptr);
         QPointer<QWidget> guard(window);
-        QCOMPARE(openCalibrationWindow(rig.ctx, nullptr), window); // one at a time
+        QCOMPARE(openCalibrationWindow(*rig.ctx, nullptr), window); // one at a time
         window->close();
         QTRY_VERIFY(!guard);
     }

@@ -268,8 +268,7 @@ private slots:
         // Listing the devices does not create the driver objects.
         QVERIFY(!f->provider.existing(DeviceProvider::Kind::Focuser));
         // The ids stay for the next server on the same configuration, and differ for another.
-        QCOMPARE(DeviceIds::load(f->config.path(), AlpacaServer::deviceTypes()).id("Rotator"),
-                 ids[1]);
+        QCOMPARE(DeviceIds::load(f->dir.path(), AlpacaServer::deviceTypes()).id("Rotator"), ids[1]);
         QTemporaryDir other;
         QVERIFY(DeviceIds::load(other.path(), {"Rotator"}).id("Rotator") != ids[1]);
         // Each device offers the members it serves under their own names as actions; members
@@ -434,4 +433,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(AlpacaApiTest)
-#include "tst_alpaca_api.moc"
+#include "test_alpaca_api.moc"

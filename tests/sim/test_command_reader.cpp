@@ -69,4 +69,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(CommandReaderTest)
-#include "CommandReaderTest.moc"
+#include "test_command_reader.moc"

@@ -1,9 +1,11 @@
-#include "app/MemorySettingsStore.h"
+#include "support/MemorySettingsStore.h"
+
 #include "app/Registration.h"
 
 #include <QTest>
 
 using namespace mivel;
+using mivel::test::MemorySettingsStore;
 using namespace mivel::registration;
 using Type = SettingsStore::Type;
 using Hive = SettingsStore::Hive;
@@ -93,4 +95,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestRegistration)
-#include "tst_registration.moc"
+#include "test_registration.moc"

@@ -1,4 +1,5 @@
 #include "Heard.h"
+#include "support/TestRig.h"
 
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -10,16 +11,7 @@
 
 using namespace mivel;
 using sim::SimulatedUnit;
-
-namespace {
-
-void settle() {
-    // Lets every queued delivery run; the device never needs more than a few turns.
-    for (int i = 0; i < 5; ++i)
-        QCoreApplication::processEvents();
-}
-
-} // namespace
+using test::TestRig;
 
 class SimDeviceTest : public QObject {
     Q_OBJECT
@@ -47,10 +39,10 @@ private slots:
         QVERIFY(device->open(nullptr));
         device->write("! ");
         device->clear();
-        settle();
+        TestRig::settle();
         QCOMPARE(unit.receivedBytes(), QByteArray());
         device->write("! ");
-        settle();
+        TestRig::settle();
         QCOMPARE(device->bytesAvailable(), 5);
         device->close();
         QCOMPARE(device->bytesAvailable(), 0);
@@ -79,7 +71,7 @@ private slots:
         unit.setHungUp(true);
         QTRY_COMPARE(lost.count(), 1);
         QVERIFY(!device->isOpen());
-        settle();
+        TestRig::settle();
         QCOMPARE(lost.count(), 1);
 
         QString why;
@@ -94,4 +86,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(SimDeviceTest)
-#include "SimDeviceTest.moc"
+#include "test_sim_device.moc"

@@ -171,4 +171,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(MivelProgramTest)
-#include "tst_mivel_program.moc"
+#include "test_mivel_program.moc"

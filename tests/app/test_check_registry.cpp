@@ -1,7 +1,9 @@
+#include "support/MemorySettingsStore.h"
+#include "support/ScriptedPrompt.h"
+
 #include "app/AppContext.h"
 #include "app/CheckRegistry.h"
 #include "app/FileSettingsStore.h"
-#include "app/MemorySettingsStore.h"
 #include "app/SettingsStoreFactory.h"
 #include "app/SettingsTable.h"
 
@@ -10,6 +12,8 @@
 #include <QTest>
 
 using namespace mivel;
+using mivel::test::MemorySettingsStore;
+using mivel::test::ScriptedPrompt;
 using Type = SettingsStore::Type;
 using Hive = SettingsStore::Hive;
 Q_DECLARE_METATYPE(mivel::SettingsStore::Type)
@@ -248,4 +252,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestCheckRegistry)
-#include "tst_checkregistry.moc"
+#include "test_check_registry.moc"

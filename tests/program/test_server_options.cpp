@@ -64,4 +64,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(ProgramOptionsTest)
-#include "tst_server_options.moc"
+#include "test_server_options.moc"

@@ -250,4 +250,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestFileSettingsStore)
-#include "tst_filesettingsstore.moc"
+#include "test_file_settings_store.moc"

@@ -1,8 +1,8 @@
-#include "MemorySettingsStore.h"
+#include "support/MemorySettingsStore.h"
 
 #include <algorithm>
 
-namespace mivel {
+namespace mivel::test {
 
 namespace {
 
@@ -94,4 +94,4 @@ long MemorySettingsStore::queryValue(Key key, const QString& name, Type* type, Q
     return tree_.query(key, name, type, data);
 }
 
-} // namespace mivel
+} // namespace mivel::test

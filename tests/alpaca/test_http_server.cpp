@@ -344,4 +344,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(HttpServerTest)
-#include "tst_http_server.moc"
+#include "test_http_server.moc"

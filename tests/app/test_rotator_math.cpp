@@ -46,4 +46,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestRotatorMath)
-#include "tst_rotatormath.moc"
+#include "test_rotator_math.moc"

@@ -93,4 +93,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(PtyHostTest)
-#include "PtyHostTest.moc"
+#include "test_pty_host.moc"

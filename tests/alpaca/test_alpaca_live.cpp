@@ -3,10 +3,10 @@
 // (on an in-memory line, and unplugged and plugged in again on a real terminal).
 
 #include "HttpTestClient.h"
+#include "support/TestRig.h"
 
 #include "alpaca/DriverServer.h"
 #include "app/AppContext.h"
-#include "app/MemorySettingsStore.h"
 #include "app/SettingsKey.h"
 #include "drivers/DriverErrors.h"
 #include "drivers/DriverSet.h"
@@ -18,8 +18,6 @@
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
-#include <QCoreApplication>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace mivel;
@@ -31,12 +29,14 @@ namespace {
 // objects, the link, and the simulated unit behind an in-memory line, with time on a manual
 // clock so that a 500 ms wait for a reply costs nothing. On a terminal, the unit sits on a
 // pseudo-terminal that the link opens through the real serial port by its link's name.
-struct LiveRig : HttpRig {
+struct LiveRig : TestRig, HttpRig {
     explicit LiveRig(bool onTerminal = false)
-        : onTerminal(onTerminal) {}
+        : onTerminal(onTerminal) {
+        // The terminal's bytes travel in real time: each step of the clock gives them a moment.
+        if (onTerminal)
+            realMsPerStep = 1;
+    }
     const bool onTerminal;
-    ManualClock clock;
-    QTemporaryDir dir;
     sim::SimulatedUnit unit{clock};
     sim::PtyHost host{unit};
     AppContext ctx{std::make_unique<MemorySettingsStore>(), std::make_unique<ScriptedPrompt>(),
@@ -63,21 +63,8 @@ struct LiveRig : HttpRig {
         return host.isRunning();
     }
 
-    void settle() const {
-        for (int i = 0; i < 4; ++i)
-            QCoreApplication::processEvents();
-        // The terminal's bytes travel in real time: each step of the clock gives them a moment.
-        if (onTerminal)
-            QTest::qWait(1);
-    }
     // Moves time on in small steps, letting the line, the drivers and the sockets work.
-    void advance(qint64 ms) {
-        for (qint64 t = 0; t < ms; t += 5) {
-            settle();
-            clock.advance(5);
-        }
-        settle();
-    }
+    void advance(qint64 ms) { TestRig::advance(ms, 5); }
     // The next answer on c, moving time on while it is awaited; status 0 if none in 20 s.
     HttpReply await(HttpTestClient& c) override {
         std::optional<HttpReply> r;
@@ -605,4 +592,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(AlpacaLiveTest)
-#include "tst_alpaca_live.moc"
+#include "test_alpaca_live.moc"

@@ -566,4 +566,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(SimulatedUnitTest)
-#include "SimulatedUnitTest.moc"
+#include "test_simulated_unit.moc"

@@ -1,9 +1,11 @@
-#include "app/MemorySettingsStore.h"
+#include "support/MemorySettingsStore.h"
+
 #include "app/SettingsKey.h"
 
 #include <QTest>
 
 using namespace mivel;
+using mivel::test::MemorySettingsStore;
 using Type = SettingsStore::Type;
 using Hive = SettingsStore::Hive;
 
@@ -115,4 +117,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(TestSettingsPrimitives)
-#include "tst_settingsprimitives.moc"
+#include "test_settings_primitives.moc"

@@ -107,4 +107,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(DeviceIdsTest)
-#include "tst_device_ids.moc"
+#include "test_device_ids.moc"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SettingsStore.h"
-#include "SettingsTree.h"
+#include "app/SettingsStore.h"
+#include "app/SettingsTree.h"
 
 #include <QString>
 #include <QStringList>
@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace mivel {
+namespace mivel::test {
 
 // A settings store held in memory, for tests: both hives, every write recorded, and failures
 // that can be switched on for a key, a value or a whole hive.
@@ -67,4 +67,4 @@ private:
     QString problem_;
 };
 
-} // namespace mivel
+} // namespace mivel::test
