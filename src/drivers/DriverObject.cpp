@@ -157,6 +157,10 @@ Task<bool> DriverObject::probe(quint64 attempt) {
         if (gone(token) || attemptOver(attempt))
             co_return false;
     }
+    co_return endProbing();
+}
+
+bool DriverObject::endProbing() {
     link_.pending = false;
     const qint64 idleTickMs =
         link_.linked ? probing_.tickMsOnceLinked : probing_.tickMsAfterFailure;
@@ -164,7 +168,7 @@ Task<bool> DriverObject::probe(quint64 attempt) {
         linkTimer_.setInterval(idleTickMs);
     else
         linkTimer_.stop();
-    co_return link_.linked;
+    return link_.linked;
 }
 
 void DriverObject::onLinkTick() {

@@ -126,8 +126,6 @@ protected:
     Waits::Awaiter waitFor(qint64 timeoutMs, std::function<bool()> condition);
     // Lets everything already queued run once.
     Waits::Awaiter yieldOnce() { return ctx_.hub().waits().yield(); }
-    // After a timer changed state that a wait's condition reads.
-    void recheckWaits() { ctx_.hub().waits().recheck(); }
 
     AppContext& ctx_;
 
@@ -141,10 +139,14 @@ private:
     // The probing of attempt number `attempt`; true when the unit answered. Once
     // attemptOver(attempt) it stops without touching the object's state.
     Task<bool> probe(quint64 attempt);
+    // After the last probe: ticks no longer count, and the timer goes on as the object wants.
+    bool endProbing();
     // A tick of the link timer: during an attempt it ends the probe's wait with its answer.
     void onLinkTick();
     // Closes the shared port for every holder and clears the object's link state.
     void unlink();
+    // After a timer changed state that a wait's condition reads.
+    void recheckWaits() { ctx_.hub().waits().recheck(); }
     Task<Status> attemptOutcome(quint64 attempt);
     void endAttempt(Status outcome);
     void onLinkLost();
