@@ -234,16 +234,6 @@ Task<Reply> DeviceEndpoint::mirrored(StatusMirror& mirror, QString member) {
     co_return valueOf(values, member);
 }
 
-Task<Reply> DeviceEndpoint::movingFrom(StatusMirror& mirror, const MoveWatch& watch) {
-    const Alive token = alive();
-    const StatusMirror::Values values = co_await mirror.current();
-    if (gone(token))
-        co_return Reply::none();
-    if (watch.active())
-        co_return Reply::of(true);
-    co_return valueOf(values, QStringLiteral("IsMoving"));
-}
-
 Task<Reply> DeviceEndpoint::action(QString name, QString parameters) {
     buildRoutes();
     const MemberInfo* m = device().member(name);
@@ -341,6 +331,54 @@ Task<std::vector<std::pair<QString, QString>>> DeviceEndpoint::readAll() {
         rows.emplace_back(name, text);
     }
     co_return rows;
+}
+
+// Moving devices.
+
+MovingEndpoint::MovingEndpoint(EndpointContext& context, DeviceIdentity identity,
+                               qint64 queryIntervalMs)
+    : DeviceEndpoint(context, std::move(identity))
+    , watch_(queryIntervalMs)
+    , status_(
+          makeMirror({QStringLiteral("Position"), QStringLiteral("IsMoving")}, queryIntervalMs)) {
+    status_->setWanted([this] { return watch_.active(); });
+    status_->setOnReading(
+        [this](const StatusMirror::Values& v, qint64 startedAt) { onStatus(v, startedAt); });
+}
+
+void MovingEndpoint::followMove(double target) {
+    watch_.start(target, clock().nowMs());
+    status_->wake();
+}
+
+Task<Reply> MovingEndpoint::moving() {
+    const Alive token = alive();
+    const StatusMirror::Values values = co_await status_->current();
+    if (gone(token))
+        co_return Reply::none();
+    if (watch_.active())
+        co_return Reply::of(true);
+    co_return valueOf(values, QStringLiteral("IsMoving"));
+}
+
+Task<Reply> MovingEndpoint::halt() {
+    const Alive token = alive();
+    const Reply r = co_await invoke(QStringLiteral("Halt"), {});
+    if (gone(token))
+        co_return Reply::none();
+    watch_.stop();
+    onMoveEnded();
+    co_return r;
+}
+
+void MovingEndpoint::onStatus(const StatusMirror::Values& values, qint64 startedAt) {
+    const Reply position = valueOf(values, QStringLiteral("Position"));
+    if (!watch_.active() || !position.value.isDouble())
+        return;
+    const double at = position.value.toDouble();
+    const bool moving = valueOf(values, QStringLiteral("IsMoving")).value.toBool();
+    if (watch_.ended(startedAt, moving, at, atTarget(at, watch_.target())))
+        onMoveEnded();
 }
 
 } // namespace mivel::alpaca

@@ -146,8 +146,6 @@ protected:
     std::unique_ptr<StatusMirror> makeMirror(QStringList members, qint64 queryIntervalMs);
     // One member's value from a mirror.
     Task<Reply> mirrored(StatusMirror& mirror, QString member);
-    // IsMoving: true while a move the server sent is under way, else as the mirror last read it.
-    Task<Reply> movingFrom(StatusMirror& mirror, const MoveWatch& watch);
     // A member of a mirror's values, or why there is none.
     static Reply valueOf(const StatusMirror::Values& values, const QString& member);
 
@@ -192,6 +190,38 @@ private:
     std::shared_ptr<bool> connecting_ = std::make_shared<bool>(false);
     std::shared_ptr<std::optional<Reply>> connectOutcome_ =
         std::make_shared<std::optional<Reply>>();
+};
+
+// A device that moves (the focuser, the rotator). Its Position and IsMoving are served from one
+// status mirror, and a move the server sent is followed (see MoveWatch) until the unit's replies
+// show that it ended or a client halts it.
+class MovingEndpoint : public DeviceEndpoint {
+protected:
+    // queryIntervalMs: the object's own bound on its status queries.
+    MovingEndpoint(EndpointContext& context, DeviceIdentity identity, qint64 queryIntervalMs);
+
+    // Whether the unit, standing at `position`, has arrived at the followed move's target.
+    virtual bool atTarget(double position, double target) const = 0;
+    // The followed move has ended: the unit's replies showed it, or a client halted it.
+    virtual void onMoveEnded() {}
+
+    // Follows a move just sent, towards target.
+    void followMove(double target);
+    bool following() const { return watch_.active(); }
+    double followedTarget() const { return watch_.target(); }
+
+    // The object's position from the mirror.
+    Task<Reply> position() { return mirrored(*status_, QStringLiteral("Position")); }
+    // IsMoving: true while a move the server sent is under way, else as the mirror last read it.
+    Task<Reply> moving();
+    // Halt: the object's own, and the move is no longer followed.
+    Task<Reply> halt();
+
+private:
+    void onStatus(const StatusMirror::Values& values, qint64 startedAt);
+
+    MoveWatch watch_;
+    std::unique_ptr<StatusMirror> status_;
 };
 
 std::unique_ptr<DeviceEndpoint> makeFocuserEndpoint(EndpointContext& context);

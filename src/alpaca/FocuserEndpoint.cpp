@@ -7,7 +7,6 @@
 // left it.
 
 #include "DeviceEndpoint.h"
-#include "MoveWatch.h"
 
 #include "drivers/Focuser.h"
 
@@ -17,25 +16,19 @@
 namespace mivel::alpaca {
 namespace {
 
-const QString Position = QStringLiteral("Position");
-const QString IsMoving = QStringLiteral("IsMoving");
 const QString Temperature = QStringLiteral("Temperature");
 const QString TempComp = QStringLiteral("TempComp");
 
-class FocuserEndpoint final : public DeviceEndpoint {
+class FocuserEndpoint final : public MovingEndpoint {
 public:
     explicit FocuserEndpoint(EndpointContext& context)
-        : DeviceEndpoint(context,
+        : MovingEndpoint(context,
                          {DeviceProvider::Kind::Focuser, "focuser", "Focuser", "Mivel Focuser",
                           "Mivel focuser (Vark_AE.Focuser). A move while temperature "
                           "compensation is on suspends the compensation and resumes it "
                           "when the move has ended.",
-                          4})
-        , watch_(Focuser::StatusIntervalMs) {
-        status_ = makeMirror({Position, IsMoving}, Focuser::StatusIntervalMs);
-        status_->setWanted([this] { return watch_.active(); });
-        status_->setOnReading(
-            [this](const StatusMirror::Values& v, qint64 startedAt) { onStatus(v, startedAt); });
+                          4},
+                         Focuser::StatusIntervalMs) {
         // The object asks for the temperature on every read; here at most once a query interval
         // of the temperature object.
         temperature_ = makeMirror({Temperature}, Focuser::TemperatureWaitMs);
@@ -52,7 +45,7 @@ protected:
             {"maxincrement", Verb::Get, {}, reading(QStringLiteral("MaxIncrement"))},
             {"maxstep", Verb::Get, {}, reading(QStringLiteral("MaxStep"))},
             {"position", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
-                 return mirrored(*status_, Position);
+                 return position();
              })},
             {"stepsize", Verb::Get, {}, reading(QStringLiteral("StepSize"))},
             {"tempcomp", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
@@ -85,14 +78,17 @@ protected:
     Task<Reply> deviceState() override {
         return collectState({
             {"IsMoving", [this] { return moving(); }},
-            {"Position", [this] { return mirrored(*status_, Position); }},
+            {"Position", [this] { return position(); }},
             {"Temperature", [this] { return temperatureCelsius(); }},
         });
     }
 
-private:
-    Task<Reply> moving() { return movingFrom(*status_, watch_); }
+    bool atTarget(double position, double target) const override {
+        return std::abs(position - target) < Focuser::MovingThreshold;
+    }
+    void onMoveEnded() override { resumeCompensation(); }
 
+private:
     // The object's temperature is in degrees Fahrenheit, and empty until the unit has reported
     // one; the interface's is in Celsius, and an error while it is not known.
     Task<Reply> temperatureCelsius() {
@@ -131,33 +127,12 @@ private:
         if (gone(token))
             co_return Reply::none();
         if (!moved.ok()) {
-            if (!watch_.active())
+            if (!following())
                 resumeCompensation();
             co_return moved;
         }
-        watch_.start(target, clock().nowMs());
-        status_->wake();
+        followMove(target);
         co_return moved;
-    }
-
-    Task<Reply> halt() {
-        const Alive token = alive();
-        const Reply r = co_await invoke(QStringLiteral("Halt"), {});
-        if (gone(token))
-            co_return Reply::none();
-        watch_.stop();
-        resumeCompensation();
-        co_return r;
-    }
-
-    void onStatus(const StatusMirror::Values& values, qint64 startedAt) {
-        const Reply position = valueOf(values, Position);
-        if (!watch_.active() || !position.value.isDouble())
-            return;
-        const double at = position.value.toDouble();
-        const bool atTarget = std::abs(at - watch_.target()) < Focuser::MovingThreshold;
-        if (watch_.ended(startedAt, valueOf(values, IsMoving).value.toBool(), at, atTarget))
-            resumeCompensation();
     }
 
     void resumeCompensation() {
@@ -166,8 +141,6 @@ private:
         (void)write(TempComp, true); // the object sends the mode command at once
     }
 
-    MoveWatch watch_;
-    std::unique_ptr<StatusMirror> status_;
     std::unique_ptr<StatusMirror> temperature_;
     bool suspended_ = false; // the unit's compensation is off for a move
     bool restoreTo_ = false; // what TempComp becomes when the move has ended

@@ -10,7 +10,6 @@
 // replies show that it ended.
 
 #include "DeviceEndpoint.h"
-#include "MoveWatch.h"
 
 #include "drivers/Rotator.h"
 
@@ -19,8 +18,6 @@
 namespace mivel::alpaca {
 namespace {
 
-const QString Position = QStringLiteral("Position");
-const QString IsMoving = QStringLiteral("IsMoving");
 const QString SyncOffsetName = QStringLiteral("AlpacaRotatorSyncOffset");
 // Two steps of the unit: a position this close to the target is the target.
 constexpr double ArrivalDegrees = 2.0 / rotator::StepsPerDegree;
@@ -46,22 +43,18 @@ Reply outsideATurn(double degrees) {
                           QStringLiteral("Position %1 is outside 0 to 360 degrees").arg(degrees));
 }
 
-class RotatorEndpoint final : public DeviceEndpoint {
+class RotatorEndpoint final : public MovingEndpoint {
 public:
     explicit RotatorEndpoint(EndpointContext& context)
-        : DeviceEndpoint(context, {DeviceProvider::Kind::Rotator, "rotator", "Rotator",
-                                   "Mivel Rotator", "Mivel Dorna rotator (Vark_AE.Rotator)", 4})
-        , watch_(Rotator::QueryIntervalMs) {
-        status_ = makeMirror({Position, IsMoving}, Rotator::QueryIntervalMs);
-        status_->setWanted([this] { return watch_.active(); });
-        status_->setOnReading(
-            [this](const StatusMirror::Values& v, qint64 startedAt) { onStatus(v, startedAt); });
-    }
+        : MovingEndpoint(context,
+                         {DeviceProvider::Kind::Rotator, "rotator", "Rotator", "Mivel Rotator",
+                          "Mivel Dorna rotator (Vark_AE.Rotator)", 4},
+                         Rotator::QueryIntervalMs) {}
 
 protected:
     std::vector<Route> standardRoutes() override {
         using T = QMetaType::Type;
-        const std::vector<ParamSpec> position{{"Position", T::Double}};
+        const std::vector<ParamSpec> angleParam{{"Position", T::Double}};
         return {
             {"canreverse", Verb::Get, {}, ready(Reply::of(true))},
             {"reverse", Verb::Get, {}, connectedOnly([this](const QVariantList&) {
@@ -88,21 +81,21 @@ protected:
              })},
             {"stepsize", Verb::Get, {}, reading(QStringLiteral("StepSize"))},
             {"halt", Verb::Put, {}, connectedOnly([this](const QVariantList&) { return halt(); })},
-            {"move", Verb::Put, position,
+            {"move", Verb::Put, angleParam,
              connectedOnly([this](const QVariantList& a) { return moveBy(a[0].toDouble()); })},
-            {"moveabsolute", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
+            {"moveabsolute", Verb::Put, angleParam, connectedOnly([this](const QVariantList& a) {
                  const double sky = a[0].toDouble();
                  if (!isAngle(sky))
                      return Task<Reply>::ready(outsideATurn(sky));
                  return moveTo(mechanicalOf(sky));
              })},
-            {"movemechanical", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
+            {"movemechanical", Verb::Put, angleParam, connectedOnly([this](const QVariantList& a) {
                  const double mechanical = a[0].toDouble();
                  if (!isAngle(mechanical))
                      return Task<Reply>::ready(outsideATurn(mechanical));
                  return moveTo(mechanical);
              })},
-            {"sync", Verb::Put, position, connectedOnly([this](const QVariantList& a) {
+            {"sync", Verb::Put, angleParam, connectedOnly([this](const QVariantList& a) {
                  const double sky = a[0].toDouble();
                  if (!isAngle(sky))
                      return Task<Reply>::ready(outsideATurn(sky));
@@ -117,6 +110,10 @@ protected:
             {"MechanicalPosition", [this] { return angle(true); }},
             {"Position", [this] { return angle(false); }},
         });
+    }
+
+    bool atTarget(double position, double target) const override {
+        return angularDistance(position, target) < ArrivalDegrees;
     }
 
 private:
@@ -139,12 +136,9 @@ private:
         return reverse_ ? normalised(360.0 - turned) : turned;
     }
 
-    // The unit's angle from the last reading, or its error.
-    Task<Reply> mechanicalNow() { return mirrored(*status_, Position); }
-
     Task<Reply> angle(bool mechanical) {
         const Alive token = alive();
-        Reply r = co_await mechanicalNow();
+        Reply r = co_await position();
         if (gone(token))
             co_return Reply::none();
         if (r.value.isDouble())
@@ -152,12 +146,10 @@ private:
         co_return r;
     }
 
-    Task<Reply> moving() { return movingFrom(*status_, watch_); }
-
     // The target of the move under way, or of the last one; before any, where it stands.
     Task<Reply> targetPosition() {
-        if (watch_.active() || lastTarget_)
-            co_return Reply::of(skyOf(watch_.active() ? watch_.target() : *lastTarget_));
+        if (following() || lastTarget_)
+            co_return Reply::of(skyOf(following() ? followedTarget() : *lastTarget_));
         Reply here = co_await angle(false);
         co_return here;
     }
@@ -165,10 +157,10 @@ private:
     Task<Reply> moveBy(double degrees) {
         const Alive token = alive();
         double from = 0;
-        if (watch_.active()) {
-            from = watch_.target();
+        if (following()) {
+            from = followedTarget();
         } else {
-            const Reply r = co_await mechanicalNow();
+            const Reply r = co_await position();
             if (gone(token))
                 co_return Reply::none();
             if (!r.ok())
@@ -198,22 +190,12 @@ private:
 
     void follow(double mechanicalTarget) {
         lastTarget_ = mechanicalTarget;
-        watch_.start(mechanicalTarget, clock().nowMs());
-        status_->wake();
-    }
-
-    Task<Reply> halt() {
-        const Alive token = alive();
-        const Reply r = co_await invoke(QStringLiteral("Halt"), {});
-        if (gone(token))
-            co_return Reply::none();
-        watch_.stop();
-        co_return r;
+        followMove(mechanicalTarget);
     }
 
     Task<Reply> sync(double sky) {
         const Alive token = alive();
-        const Reply r = co_await mechanicalNow();
+        const Reply r = co_await position();
         if (gone(token))
             co_return Reply::none();
         if (!r.ok())
@@ -225,20 +207,9 @@ private:
         co_return Reply::none();
     }
 
-    void onStatus(const StatusMirror::Values& values, qint64 startedAt) {
-        const Reply position = valueOf(values, Position);
-        if (!watch_.active() || !position.value.isDouble())
-            return;
-        const double at = position.value.toDouble();
-        const bool atTarget = angularDistance(at, watch_.target()) < ArrivalDegrees;
-        watch_.ended(startedAt, valueOf(values, IsMoving).value.toBool(), at, atTarget);
-    }
-
     bool reverse_ = false;
     std::optional<double> offset_;     // read from where it is kept on first use
     std::optional<double> lastTarget_; // mechanical
-    MoveWatch watch_;
-    std::unique_ptr<StatusMirror> status_;
 };
 
 } // namespace

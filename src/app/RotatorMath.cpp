@@ -3,18 +3,8 @@
 #include "core/Format.h"
 
 #include <cmath>
-#include <cstdlib>
 
 namespace mivel {
-
-void foldRotatorCount(qint32& counts) {
-    const qint64 magnitude = std::llabs(qint64(counts));
-    const qint64 turns = (magnitude - 1) / RotatorCountsPerTurn;
-    if (turns < 1)
-        return;
-    const qint64 folded = magnitude - turns * RotatorCountsPerTurn;
-    counts = qint32(counts < 0 ? -folded : folded);
-}
 
 QString angleToText(double degrees) {
     const double magnitude = std::abs(degrees);

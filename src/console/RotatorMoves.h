@@ -1,14 +1,17 @@
 #pragma once
 
-// The rotator moves the console plans before it sends them, in 1/200 degree (72000 to a turn).
+// The rotator moves the console plans before it sends them, in steps of the unit (see
+// core/RotatorGeometry.h).
+
+#include "core/RotatorGeometry.h"
 
 #include <cstdint>
 #include <optional>
 
 namespace mivel::console {
 
-constexpr std::int32_t StepsPerTurn = 72000;
-constexpr std::int32_t StepsPerDegree = 200;
+using rotator::StepsPerDegree;
+using rotator::StepsPerTurn;
 
 struct RotatorGotoInput {
     double targetDeg = 0;          // the angle typed by the user
@@ -23,9 +26,6 @@ struct RotatorGotoInput {
 // limit. Only moves of more than half a turn in the positive sense are folded onto the shorter
 // way; a long negative move is kept as it is.
 std::optional<std::int32_t> planRotatorGoto(const RotatorGotoInput& in);
-
-// Whether a relative move keeps the wrap within the limit (both in steps, the limit in degrees).
-bool withinWrapLimit(std::int32_t wrap, std::int64_t move, std::int32_t wrapLimitDeg);
 
 // Whether a jog step may go: it keeps the wrap within the limit, or it brings a wrap that is
 // beyond the limit back towards zero.

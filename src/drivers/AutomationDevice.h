@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <optional>
 #include <span>
 
 namespace mivel {
@@ -32,6 +33,15 @@ struct MemberInfo {
     const char* parameter; // the method's argument name ("Position", "Angle"), or nullptr
 };
 
+// Where the member of that name is among members, without regard to case.
+inline std::optional<std::size_t> memberIndex(std::span<const MemberInfo> members,
+                                              const QString& name) {
+    for (std::size_t i = 0; i < members.size(); ++i)
+        if (name.compare(QLatin1String(members[i].name), Qt::CaseInsensitive) == 0)
+            return i;
+    return std::nullopt;
+}
+
 // A driver object as automation clients see it: named members, called by name. The transport
 // (Alpaca) maps its standard members and every extra member onto these.
 class AutomationDevice {
@@ -51,10 +61,8 @@ public:
     virtual bool linkLost() const { return false; }
 
     const MemberInfo* member(const QString& name) const {
-        for (const auto& m : members())
-            if (name.compare(QLatin1String(m.name), Qt::CaseInsensitive) == 0)
-                return &m;
-        return nullptr;
+        const auto index = memberIndex(members(), name);
+        return index ? &members()[*index] : nullptr;
     }
 };
 

@@ -7,8 +7,12 @@
 
 namespace mivel {
 
-DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse)
+DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse, LinkProbing probing,
+                           const MemberDirectory& members)
     : ctx_(ctx)
+    , probing_(probing)
+    , linkTimer_(ctx.clock())
+    , members_(members)
     , noResponse_(noResponse)
     , relinkRetry_(ctx.clock()) {
     ctx.hub().ensureSerial();
@@ -19,6 +23,7 @@ DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse)
     relinkRetry_.setSingleShot(true);
     relinkRetry_.setInterval(RelinkRetryMs);
     connect(&relinkRetry_, &Timer::timeout, this, &DriverObject::relink);
+    connect(&linkTimer_, &Timer::timeout, this, &DriverObject::onLinkTick);
 }
 
 DriverObject::~DriverObject() {
@@ -38,8 +43,8 @@ void DriverObject::onPiece(std::string_view tag, std::string_view piece) {
     if (!info)
         return;
     switch (info->kind) {
-    case wire::ValueKind::Any:
-        onProbeAnswer();
+    case wire::ValueKind::Any: // ":!", whatever it holds
+        link_.answered = true;
         return;
     case wire::ValueKind::Number:
         if (const auto value = wire::toNumber(piece))
@@ -99,16 +104,13 @@ Task<Status> DriverObject::setLinked(bool on) {
 
 Task<void> DriverObject::runAttempt(quint64 attempt) {
     const Alive token = alive();
-    const bool answered = co_await probeForLink(attempt);
+    const bool answered = co_await probe(attempt);
     if (gone(token) || attemptOver(attempt))
         co_return;
-    if (answered)
+    if (answered) {
         onLinked();
-    else
-        onLinkFailed();
-    if (answered)
         recovering_ = false;
-    else if (recovering_ && !ctx_.hub().lost())
+    } else if (recovering_ && !ctx_.hub().lost())
         relinkRetry_.start(); // the port is back but the unit did not answer yet
     endAttempt(answered ? Status() : Status(noResponse_.error));
 }
@@ -131,52 +133,60 @@ void DriverObject::endAttempt(Status outcome) {
     recheckWaits();
 }
 
-Task<bool> DriverObject::probeTicked(TickedLink& link, quint64 attempt) {
+// A port that will not open leaves the probes unanswered. The answer a probe waits for may have
+// come before the probe went out: any ":!" since the last tick counts.
+Task<bool> DriverObject::probe(quint64 attempt) {
     const Alive token = alive();
-    link.tm.setInterval(TickedLink::TickMs);
-    link.tm.start();
+    linkTimer_.setInterval(probing_.tickMs);
+    linkTimer_.start();
     if (!portOpen())
-        openPortFromSettings(); // a port that will not open leaves the probes unanswered
-    link.linked = false;
-    link.pending = true;
+        openPortFromSettings();
+    link_.linked = false;
+    link_.pending = true;
     co_await yieldOnce();
     if (gone(token) || attemptOver(attempt))
         co_return false;
-    for (int probe = 0; probe < TickedLink::Attempts; ++probe) {
+    for (int probe = 0; probe < probing_.probes && !link_.linked; ++probe) {
         send(wire::command(wire::Cmd::Probe));
         co_await yieldOnce();
         if (gone(token) || attemptOver(attempt))
             co_return false;
-        link.tickWait = true;
+        link_.tickWait = true;
         co_await waitFor(ProbeWaitGuardMs,
-                         [this, &link, attempt] { return attemptOver(attempt) || !link.tickWait; });
+                         [this, attempt] { return attemptOver(attempt) || !link_.tickWait; });
         if (gone(token) || attemptOver(attempt))
             co_return false;
-        if (link.linked)
-            break;
     }
-    link.pending = false;
-    co_return link.linked;
+    co_return endProbing();
 }
 
-void DriverObject::unlinkTicked(TickedLink& link) {
+bool DriverObject::endProbing() {
+    link_.pending = false;
+    const qint64 idleTickMs =
+        link_.linked ? probing_.tickMsOnceLinked : probing_.tickMsAfterFailure;
+    if (idleTickMs > 0)
+        linkTimer_.setInterval(idleTickMs);
+    else
+        linkTimer_.stop();
+    return link_.linked;
+}
+
+void DriverObject::onLinkTick() {
+    if (!link_.pending)
+        return;
+    link_.linked = link_.answered;
+    link_.answered = false;
+    link_.tickWait = false;
+    recheckWaits();
+}
+
+void DriverObject::unlink() {
     if (portOpen())
         closePort();
-    link.linked = false;
-    link.pending = false;
-    link.tickWait = false;
-    link.tm.stop();
-}
-
-void DriverObject::onLinkTick(TickedLink& link) {
-    if (!link.pending)
-        return;
-    link.linked = link.answered;
-    link.answered = false;
-    link.tickWait = false;
-    if (link.linked)
-        link.tm.setInterval(link.idleTickMs);
-    recheckWaits();
+    link_.linked = false;
+    link_.pending = false;
+    link_.tickWait = false;
+    linkTimer_.stop(); // a late tick must not link the object again
 }
 
 bool DriverObject::mainConsoleOpen() const {

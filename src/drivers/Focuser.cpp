@@ -21,9 +21,11 @@ void countReply(qint16& counter) {
         ++counter;
 }
 
+const MemberTable<Focuser>& table(); // the automation members, at the end of this file
+
 } // namespace
 
-const Focuser::TagHandler Focuser::kTagHandlers[] = {
+const DriverObject::TagHandler<Focuser> Focuser::kTagHandlers[] = {
     {Tag::FocusTarget, &Focuser::onTarget},
     {Tag::FocusActual, &Focuser::onActual},
     {Tag::FocusHomed, &Focuser::onHomed},
@@ -36,64 +38,15 @@ const Focuser::TagHandler Focuser::kTagHandlers[] = {
     {Tag::FocusRecord, &Focuser::onFocusRecord},
 };
 
+// Four probes of half a second each; the link timer stops with the attempt.
 Focuser::Focuser(AppContext& ctx)
-    : DriverObject(ctx, errors::NoResponseFromFocuser)
-    , tm_(ctx.clock()) {
-    connect(&tm_, &Timer::timeout, this, &Focuser::onLinkTick);
+    : DriverObject(ctx, errors::NoResponseFromFocuser, {LinkAttempts, LinkAttemptMs}, table()) {
     checkRegistry(ctx);
     // A status read within 500 ms of creation answers from the initial values.
     lastStatusQuery_ = now();
 }
 
 Focuser::~Focuser() = default;
-
-// Linking closes or opens the port for every holder of the link: unlinking while the consoles
-// still use the port closes it under them, as clients of this object expect.
-Task<Status> Focuser::setLink(bool on) {
-    return setLinked(on);
-}
-
-void Focuser::unlink() {
-    if (portOpen())
-        closePort();
-    linked_ = false;
-    tm_.stop(); // a late tick must not link the object again
-}
-
-// Each probe waits for the link timer: the attempt succeeds when ":!" was parsed before the
-// timer's tick. A port that will not open leaves the probes unanswered.
-Task<bool> Focuser::probeForLink(quint64 attempt) {
-    const Alive token = alive();
-    if (!portOpen())
-        openPortFromSettings();
-    linked_ = false;
-    linkPending_ = true;
-    co_await yieldOnce();
-    if (gone(token) || attemptOver(attempt))
-        co_return false;
-    for (int probe = 0; probe < LinkAttempts && !linked_; ++probe) {
-        send(wire::command(Cmd::Probe));
-        co_await yieldOnce();
-        if (gone(token) || attemptOver(attempt))
-            co_return false;
-        tm_.setInterval(LinkAttemptMs);
-        tm_.start();
-        co_await waitFor(ProbeWaitGuardMs,
-                         [this, attempt] { return attemptOver(attempt) || !tm_.isActive(); });
-        if (gone(token) || attemptOver(attempt))
-            co_return false;
-    }
-    co_return linked_;
-}
-
-void Focuser::onLinkTick() {
-    if (!linkPending_)
-        return;
-    linked_ = linkAnswered_;
-    linkAnswered_ = false;
-    tm_.stop();
-    recheckWaits();
-}
 
 void Focuser::onLinked() {
     showConsoleOnLink();
@@ -180,7 +133,7 @@ Status Focuser::move(qint32 position) {
 }
 
 void Focuser::halt() {
-    if (linked_)
+    if (linked())
         send(wire::command(Cmd::FocusStop));
 }
 
@@ -253,13 +206,7 @@ void Focuser::recordFocusPosition() {
 // Replies.
 
 void Focuser::onNumber(Tag tag, double value) {
-    for (const TagHandler& h : kTagHandlers)
-        if (h.tag == tag)
-            return (this->*h.apply)(value);
-}
-
-void Focuser::onProbeAnswer() {
-    linkAnswered_ = true;
+    applyTagged<Focuser>(*this, kTagHandlers, tag, value);
 }
 
 void Focuser::onTarget(double v) {
@@ -429,21 +376,5 @@ const T& table() {
 }
 
 } // namespace
-
-std::span<const MemberInfo> Focuser::members() const {
-    return table().infos();
-}
-
-Task<CallResult> Focuser::get(const QString& member) {
-    return table().get(*this, member);
-}
-
-Task<CallResult> Focuser::set(const QString& member, const QVariant& value) {
-    return table().set(*this, member, value);
-}
-
-Task<CallResult> Focuser::call(const QString& method, const QVariantList& args) {
-    return table().call(*this, method, args);
-}
 
 } // namespace mivel

@@ -31,8 +31,9 @@ public:
     ~Focuser() override;
 
     // Link / Connected.
-    bool link() const { return linked_; }
-    Task<Status> setLink(bool on);
+    bool link() const { return linked(); }
+    // Unlinking closes the port for every holder of the link, as clients of this object expect.
+    Task<Status> setLink(bool on) { return setLinked(on); }
     bool absolute() const { return true; }
     double stepSize() const { return 0.5625; }
     qint32 maxStep() const { return MaxSteps; }
@@ -64,13 +65,6 @@ public:
     bool focusPositionRecorded() const { return ctx_.shared().focusRecordState >= 8; }
     void recordFocusPosition();
 
-    // AutomationDevice
-    std::span<const MemberInfo> members() const override;
-    Task<CallResult> get(const QString& member) override;
-    Task<CallResult> set(const QString& member, const QVariant& value) override;
-    Task<CallResult> call(const QString& method, const QVariantList& args) override;
-    bool linked() const override { return linked_; }
-
     // What the object holds, without asking the unit.
     bool homed() const { return homed_; }
     bool moving() const { return moving_; }
@@ -79,11 +73,7 @@ public:
 
 private:
     void onNumber(wire::Tag tag, double value) override;
-    void onProbeAnswer() override;
-    Task<bool> probeForLink(quint64 attempt) override;
     void onLinked() override;
-    void unlink() override;
-    void onLinkTick();
     Task<void> statusQuery();
     Task<void> tempCompQuery();
     template <class V>
@@ -100,16 +90,8 @@ private:
     void onSensorOffset(double v);
     void onSensorSlope(double v);
     void onFocusRecord(double v);
-    struct TagHandler {
-        wire::Tag tag;
-        void (Focuser::*apply)(double);
-    };
-    static const TagHandler kTagHandlers[];
+    static const TagHandler<Focuser> kTagHandlers[];
 
-    Timer tm_;
-    bool linked_ = false;
-    bool linkPending_ = false;
-    bool linkAnswered_ = false;
     qint32 target_ = 0;
     qint32 actual_ = 0;
     bool moving_ = false;

@@ -2,7 +2,8 @@
 
 // The table through which a driver object's members are reached by name. Each object lists
 // every member once, in the order of its interface, with how it is read, written or called;
-// the automation transport walks the table instead of knowing the objects.
+// the object hands the automation calls to its table (DriverObject.h), and the automation
+// transport walks the table instead of knowing the objects.
 
 #include "AutomationArgs.h"
 #include "AutomationDevice.h"
@@ -78,7 +79,22 @@ inline Task<CallResult> of(Task<void> task) {
 
 } // namespace reply
 
-template <class Obj> class MemberTable {
+class DriverObject;
+
+// The members of one class of driver object, reached by name on an object of that class.
+class MemberDirectory {
+public:
+    virtual ~MemberDirectory() = default;
+    virtual std::span<const MemberInfo> infos() const = 0;
+    virtual Task<CallResult> get(DriverObject& obj, const QString& name) const = 0;
+    virtual Task<CallResult> set(DriverObject& obj, const QString& name,
+                                 const QVariant& value) const = 0;
+    virtual Task<CallResult> call(DriverObject& obj, const QString& name,
+                                  const QVariantList& args) const = 0;
+};
+
+// The table of the driver objects of class Obj; it is only ever given objects of that class.
+template <class Obj> class MemberTable final : public MemberDirectory {
 public:
     using Getter = Task<CallResult> (*)(Obj&);
     using Setter = Task<CallResult> (*)(Obj&, const QVariant&);
@@ -118,31 +134,33 @@ public:
             infos_.push_back(e.info);
     }
 
-    std::span<const MemberInfo> infos() const { return infos_; }
+    std::span<const MemberInfo> infos() const override { return infos_; }
 
-    Task<CallResult> get(Obj& obj, const QString& name) const {
+    Task<CallResult> get(DriverObject& obj, const QString& name) const override {
         const Entry* e = find(name);
-        return e && e->get ? e->get(obj) : reply::failed(noSuchMember(objectName_, name));
+        return e && e->get ? e->get(of(obj)) : reply::failed(noSuchMember(objectName_, name));
     }
-    Task<CallResult> set(Obj& obj, const QString& name, const QVariant& value) const {
+    Task<CallResult> set(DriverObject& obj, const QString& name,
+                         const QVariant& value) const override {
         const Entry* e = find(name);
-        return e && e->set ? e->set(obj, value) : reply::failed(noSuchMember(objectName_, name));
+        return e && e->set ? e->set(of(obj), value)
+                           : reply::failed(noSuchMember(objectName_, name));
     }
-    Task<CallResult> call(Obj& obj, const QString& name, const QVariantList& args) const {
+    Task<CallResult> call(DriverObject& obj, const QString& name,
+                          const QVariantList& args) const override {
         const Entry* e = find(name);
         if (!e || !e->call)
             return reply::failed(noSuchMember(objectName_, name));
         if (e->info.parameter && args.isEmpty())
             return reply::failed(errors::TypeMismatch.error);
-        return e->call(obj, args);
+        return e->call(of(obj), args);
     }
 
 private:
+    static Obj& of(DriverObject& obj) { return static_cast<Obj&>(obj); }
     const Entry* find(const QString& name) const {
-        for (const Entry& e : entries_)
-            if (name.compare(QLatin1String(e.info.name), Qt::CaseInsensitive) == 0)
-                return &e;
-        return nullptr;
+        const auto index = memberIndex(infos_, name);
+        return index ? &entries_[*index] : nullptr;
     }
 
     QString objectName_;

@@ -14,42 +14,25 @@ using wire::Cmd;
 using wire::Lead;
 using wire::Tag;
 
-namespace rotator {
-
-qint64 reduceOneTurn(qint64 steps) {
-    const qint64 turns = std::llabs(steps) / StepsPerTurn;
-    if (turns < 1)
-        return steps;
-    const qint64 reduced = std::llabs(steps) - turns * StepsPerTurn;
-    return steps < 0 ? -reduced : reduced;
-}
-
-qint64 foldPositiveHalfTurn(qint64 steps) {
-    return steps >= StepsPerTurn / 2 ? steps - StepsPerTurn : steps;
-}
-
-bool withinWrapLimit(qint64 wrapCounter, qint64 steps, qint64 wrapLimitDegrees) {
-    return std::llabs(wrapCounter + steps) <= wrapLimitDegrees * StepsPerDegree;
-}
-
-qint64 otherWayRound(qint64 steps) {
-    return steps < 1 ? steps + StepsPerTurn : steps - StepsPerTurn;
-}
-
-} // namespace rotator
-
 namespace {
 
 constexpr qint16 ReplyCountHeld = 3;
+
+// The steps a move's wrap is checked with: reduced within a turn, then the shorter way round.
+qint64 moveSteps(qint64 steps) {
+    return rotator::shorterWayFromHalfTurn(rotator::reduceWithinTurn(steps));
+}
 
 // Degrees to the steps sent on the wire: rounded, halves to even.
 std::optional<qint32> angleSteps(double degrees) {
     return wire::roundToInt<qint32>(degrees * rotator::StepsPerDegree);
 }
 
+const MemberTable<Rotator>& table(); // the automation members, at the end of this file
+
 } // namespace
 
-const Rotator::TagHandler Rotator::kTagHandlers[] = {
+const DriverObject::TagHandler<Rotator> Rotator::kTagHandlers[] = {
     {Tag::RotatorTarget, &Rotator::onTarget},
     {Tag::RotatorActual, &Rotator::onActual},
     {Tag::Wrap, &Rotator::onWrap},
@@ -57,10 +40,11 @@ const Rotator::TagHandler Rotator::kTagHandlers[] = {
     {Tag::RotatorRecord, &Rotator::onRecord},
 };
 
+// Seven probes, one a tick of 250 ms; the link timer keeps ticking after the attempt, its ticks
+// then unused.
 Rotator::Rotator(AppContext& ctx)
-    : DriverObject(ctx, errors::NoResponseFromMivel)
-    , link_(ctx.clock(), TickedLink::TickMs) {
-    connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
+    : DriverObject(ctx, errors::NoResponseFromMivel,
+                   {LinkAttempts, LinkTickMs, LinkTickMs, LinkTickMs}, table()) {
     checkRegistry(ctx);
     lastQuery_ = now();
     // The rotator takes the port at once, before any Link. The settings have just been loaded,
@@ -72,18 +56,11 @@ Rotator::Rotator(AppContext& ctx)
 
 Rotator::~Rotator() = default;
 
-// As for the focuser, unlinking closes the shared port for every holder of the link.
-Task<Status> Rotator::setLink(bool on) {
-    return setLinked(on);
-}
-
 void Rotator::onLinked() {
     send(wire::command(Cmd::RotatorHomedQuery));
     send(wire::command(Cmd::RotatorStatus));
     showConsoleOnLink();
 }
-
-// The timer keeps ticking while linked; its ticks matter only during a link attempt.
 
 Task<void> Rotator::rotatorQuery() {
     if (now() - lastQuery_ <= QueryIntervalMs)
@@ -152,7 +129,7 @@ Status Rotator::guardedMove(double fromDegrees, QByteArray withinLimit) {
     const double floored = std::floor(fromDegrees * rotator::StepsPerDegree);
     if (!(std::fabs(floored) <= double(std::numeric_limits<qint32>::max())))
         return errors::Overflow.error;
-    const qint64 steps = rotator::moveSteps(qint64(floored));
+    const qint64 steps = moveSteps(qint64(floored));
     if (rotator::withinWrapLimit(ctx_.shared().wrapCounter, steps, ctx_.settings().dornaLimit))
         send(withinLimit);
     else
@@ -180,7 +157,7 @@ Status Rotator::moveAbsolute(double angle) {
 }
 
 Task<void> Rotator::halt() {
-    if (!link_.linked)
+    if (!linked())
         co_return;
     send(wire::command(Cmd::RotatorStep, 0));
     co_await yieldOnce();
@@ -257,13 +234,7 @@ Status Rotator::resetPosition(float angle) {
 // Replies.
 
 void Rotator::onNumber(Tag tag, double value) {
-    for (const TagHandler& h : kTagHandlers)
-        if (h.tag == tag)
-            return (this->*h.apply)(value);
-}
-
-void Rotator::onProbeAnswer() {
-    link_.answered = true;
+    applyTagged<Rotator>(*this, kTagHandlers, tag, value);
 }
 
 void Rotator::onTarget(double v) {
@@ -403,21 +374,5 @@ const T& table() {
 }
 
 } // namespace
-
-std::span<const MemberInfo> Rotator::members() const {
-    return table().infos();
-}
-
-Task<CallResult> Rotator::get(const QString& member) {
-    return table().get(*this, member);
-}
-
-Task<CallResult> Rotator::set(const QString& member, const QVariant& value) {
-    return table().set(*this, member, value);
-}
-
-Task<CallResult> Rotator::call(const QString& method, const QVariantList& args) {
-    return table().call(*this, method, args);
-}
 
 } // namespace mivel

@@ -4,32 +4,11 @@
 #include "MemberTable.h"
 
 #include "core/Clock.h"
+#include "core/RotatorGeometry.h"
 
 #include <optional>
 
 namespace mivel {
-
-namespace rotator {
-
-constexpr qint64 StepsPerDegree = 200;
-constexpr qint64 StepsPerTurn = 72000;
-
-// One-turn reduction of a step count, keeping its sign: the result lies strictly between
-// -72000 and 72000 (a whole number of turns reduces to 0).
-qint64 reduceOneTurn(qint64 steps);
-// The shorter way round, on the positive side only: 36000 and more become negative, while
-// -36000 and less stay as they are.
-qint64 foldPositiveHalfTurn(qint64 steps);
-// Both, as a move's steps are checked against the wrap limit.
-inline qint64 moveSteps(qint64 steps) {
-    return foldPositiveHalfTurn(reduceOneTurn(steps));
-}
-// Whether the wrap after a move of `steps` stays within the limit (degrees).
-bool withinWrapLimit(qint64 wrapCounter, qint64 steps, qint64 wrapLimitDegrees);
-// The relative move the other way round: a whole turn against the requested direction.
-qint64 otherWayRound(qint64 steps);
-
-} // namespace rotator
 
 // The instrument rotator as automation clients drive it, with cable-wrap protection: every move
 // is checked against the shared wrap counter and wrap limit, and a move that would take the
@@ -37,8 +16,8 @@ qint64 otherWayRound(qint64 steps);
 // 1/200 degree on the wire.
 class Rotator final : public DriverObject {
 public:
-    static constexpr int LinkAttempts = TickedLink::Attempts;
-    static constexpr qint64 LinkTickMs = TickedLink::TickMs;
+    static constexpr int LinkAttempts = 7;
+    static constexpr qint64 LinkTickMs = 250;
     static constexpr qint64 QueryIntervalMs = 500; // queries at most this often
     static constexpr qint64 QueryWaitMs = 501;     // "more than 500 ms"
     static constexpr double PositionLimitRange = 720;
@@ -50,8 +29,9 @@ public:
     Task<double> position();
     // SetPosition: the target angle.
     double setPosition();
-    bool link() const { return link_.linked; }
-    Task<Status> setLink(bool on);
+    bool link() const { return linked(); }
+    // As for the focuser, unlinking closes the shared port for every holder of the link.
+    Task<Status> setLink(bool on) { return setLinked(on); }
     // The homed flag: only a homed rotator knows its absolute angle.
     bool absolute() const { return homed_; }
     double stepSize() const { return 1.0 / rotator::StepsPerDegree; }
@@ -81,13 +61,6 @@ public:
     Status setWrapLimit(const QVariant& value);
     Status resetPosition(float angle);
 
-    // AutomationDevice
-    std::span<const MemberInfo> members() const override;
-    Task<CallResult> get(const QString& member) override;
-    Task<CallResult> set(const QString& member, const QVariant& value) override;
-    Task<CallResult> call(const QString& method, const QVariantList& args) override;
-    bool linked() const override { return link_.linked; }
-
     // What the object holds, without asking the unit.
     bool homed() const { return homed_; }
     bool moving() const { return moving_; }
@@ -96,10 +69,7 @@ public:
 
 private:
     void onNumber(wire::Tag tag, double value) override;
-    void onProbeAnswer() override;
-    Task<bool> probeForLink(quint64 attempt) override { return probeTicked(link_, attempt); }
     void onLinked() override;
-    void unlink() override { unlinkTicked(link_); }
     Task<void> rotatorQuery();
     // Sends the move, or the move the other way round when it would pass the wrap limit.
     Status guardedMove(double fromDegrees, QByteArray withinLimit);
@@ -109,13 +79,8 @@ private:
     void onWrap(double v);
     void onHomed(double v);
     void onRecord(double v);
-    struct TagHandler {
-        wire::Tag tag;
-        void (Rotator::*apply)(double);
-    };
-    static const TagHandler kTagHandlers[];
+    static const TagHandler<Rotator> kTagHandlers[];
 
-    TickedLink link_;
     double actual_ = 0;
     double target_ = 0;
     bool moving_ = false;

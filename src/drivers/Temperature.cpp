@@ -33,9 +33,11 @@ QString tenths(float value) {
     return wire::decimalText(value * 10.0f);
 }
 
+const MemberTable<Temperature>& table(); // the automation members, at the end of this file
+
 } // namespace
 
-const Temperature::TagHandler Temperature::kTagHandlers[] = {
+const DriverObject::TagHandler<Temperature> Temperature::kTagHandlers[] = {
     {Tag::Ambient, &Temperature::onAmbient},
     {Tag::Primary, &Temperature::onPrimary},
     {Tag::Secondary, &Temperature::onSecondary},
@@ -54,10 +56,11 @@ const Temperature::TagHandler Temperature::kTagHandlers[] = {
     {Tag::Dew2Power, &Temperature::onDew2},
 };
 
+// Seven probes, one a tick of 250 ms; once linked the link timer slows to 5 s, when its ticks no
+// longer matter, and a failed attempt stops it.
 Temperature::Temperature(AppContext& ctx)
-    : DriverObject(ctx, errors::NoResponseFromMivel)
-    , link_(ctx.clock(), IdleTickMs) {
-    connect(&link_.tm, &Timer::timeout, this, [this] { onLinkTick(link_); });
+    : DriverObject(ctx, errors::NoResponseFromMivel, {LinkAttempts, LinkTickMs, IdleTickMs, 0},
+                   table()) {
     connect(&serial(), &Serial::portLost, this,
             [this] { ctx_.prompt().inform(QStringLiteral("comm error received"), MessageTitle); });
     checkRegistry(ctx);
@@ -66,17 +69,10 @@ Temperature::Temperature(AppContext& ctx)
 
 Temperature::~Temperature() = default;
 
-Task<Status> Temperature::setConnected(bool on) {
-    return setLinked(on);
-}
-
 void Temperature::onLinked() {
     send(wire::command(Cmd::Temperatures));
     showConsoleOnLink();
 }
-
-// During a link attempt the timer ticks every 250 ms, one tick ending each probe; once the
-// unit has answered it slows to 5 s, when its ticks no longer matter.
 
 // Readings are queried at most once a second; an ambient reading from anyone's query counts.
 Task<void> Temperature::temperatureQuery() {
@@ -247,13 +243,7 @@ Status Temperature::setDewHeater2Power(qint16 power) {
 // Replies. Values outside a tag's range are dropped.
 
 void Temperature::onNumber(Tag tag, double value) {
-    for (const TagHandler& h : kTagHandlers)
-        if (h.tag == tag)
-            return (this->*h.apply)(value);
-}
-
-void Temperature::onProbeAnswer() {
-    link_.answered = true;
+    applyTagged<Temperature>(*this, kTagHandlers, tag, value);
 }
 
 void Temperature::onText(Tag tag, std::string_view value) {
@@ -423,21 +413,5 @@ const T& table() {
 }
 
 } // namespace
-
-std::span<const MemberInfo> Temperature::members() const {
-    return table().infos();
-}
-
-Task<CallResult> Temperature::get(const QString& member) {
-    return table().get(*this, member);
-}
-
-Task<CallResult> Temperature::set(const QString& member, const QVariant& value) {
-    return table().set(*this, member, value);
-}
-
-Task<CallResult> Temperature::call(const QString& method, const QVariantList& args) {
-    return table().call(*this, method, args);
-}
 
 } // namespace mivel

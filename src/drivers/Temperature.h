@@ -13,8 +13,8 @@ namespace mivel {
 // speed), 1 and 2 the unit's two automatic modes.
 class Temperature final : public DriverObject {
 public:
-    static constexpr int LinkAttempts = TickedLink::Attempts;
-    static constexpr qint64 LinkTickMs = TickedLink::TickMs;
+    static constexpr int LinkAttempts = 7;
+    static constexpr qint64 LinkTickMs = 250;
     static constexpr qint64 IdleTickMs = 5000;
     static constexpr qint64 QueryIntervalMs = 1001; // at least this long between queries
     static constexpr qint64 QueryWaitMs = 501;      // "more than 500 ms"
@@ -22,8 +22,8 @@ public:
     explicit Temperature(AppContext& ctx);
     ~Temperature() override;
 
-    bool connected() const { return link_.linked; }
-    Task<Status> setConnected(bool on);
+    bool connected() const { return linked(); }
+    Task<Status> setConnected(bool on) { return setLinked(on); }
     Task<double> ambientTemp();
     Task<double> primaryTemp();
     Task<double> secondaryTemp();
@@ -51,30 +51,15 @@ public:
     Status setDewHeater2Power(qint16 power);
     qint16 temperatureUnits() const { return 1; } // degrees Celsius as the unit reports them
 
-    // AutomationDevice
-    std::span<const MemberInfo> members() const override;
-    Task<CallResult> get(const QString& member) override;
-    Task<CallResult> set(const QString& member, const QVariant& value) override;
-    Task<CallResult> call(const QString& method, const QVariantList& args) override;
-    bool linked() const override { return link_.linked; }
-
 private:
     void onNumber(wire::Tag tag, double value) override;
-    void onProbeAnswer() override;
-    Task<bool> probeForLink(quint64 attempt) override { return probeTicked(link_, attempt); }
     void onLinked() override;
-    void onLinkFailed() override { link_.tm.stop(); }
-    void unlink() override { unlinkTicked(link_); }
     void onText(wire::Tag tag, std::string_view value) override;
     Task<void> temperatureQuery();
     // A getter of a reading: the temperature query, then the stored value.
     template <class V> Task<V> reading(const V& stored);
 
-    struct TagHandler {
-        wire::Tag tag;
-        void (Temperature::*apply)(double);
-    };
-    static const TagHandler kTagHandlers[];
+    static const TagHandler<Temperature> kTagHandlers[];
     void onAmbient(double v);
     void onPrimary(double v);
     void onSecondary(double v);
@@ -92,7 +77,6 @@ private:
     void onDew1(double v);
     void onDew2(double v);
 
-    TickedLink link_;
     double electronicTemp_ = 0;
     qint16 rawAmbient_ = 0;
     qint16 rawPrimary_ = 0;

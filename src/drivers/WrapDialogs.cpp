@@ -1,5 +1,6 @@
 #include "WrapDialogs.h"
 
+#include "core/RotatorGeometry.h"
 #include "wire/Commands.h"
 
 #include <cmath>
@@ -7,7 +8,6 @@
 namespace mivel {
 
 namespace {
-constexpr std::int32_t StepsPerTurn = 72000;
 // The dial's own value of pi, kept so that its hands sit where they always have.
 constexpr double DialPi = 3.141592;
 } // namespace
@@ -53,7 +53,7 @@ Task<void> RotatorIndicator::stop() {
 }
 
 double RotatorIndicator::dialAngle(std::int32_t steps) {
-    return double(steps % StepsPerTurn) / StepsPerTurn * 2 * DialPi;
+    return double(steps % rotator::StepsPerTurn) / rotator::StepsPerTurn * 2 * DialPi;
 }
 
 QPointF RotatorIndicator::handEnd(QPointF centre, double length, double radians) {

@@ -5,8 +5,8 @@
 namespace mivel::sim {
 
 double RotatorDrive::withinTurn(double steps) {
-    const double r = std::fmod(steps, double(Turn));
-    return r < 0 ? r + Turn : r;
+    const double r = std::fmod(steps, double(rotator::StepsPerTurn));
+    return r < 0 ? r + rotator::StepsPerTurn : r;
 }
 
 void RotatorDrive::moveBy(qint64 steps) {
@@ -15,10 +15,8 @@ void RotatorDrive::moveBy(qint64 steps) {
 }
 
 void RotatorDrive::moveTo(qint64 angle) {
-    double travel = withinTurn(double(angle)) - double(position());
-    if (travel >= Turn / 2)
-        travel -= Turn;
-    moveBy(qint64(travel));
+    const double travel = withinTurn(double(angle)) - double(position());
+    moveBy(rotator::shorterWayFromHalfTurn(qint64(travel)));
 }
 
 void RotatorDrive::stop() {

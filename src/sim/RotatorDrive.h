@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/RotatorGeometry.h"
+
 #include <QtGlobal>
 
 namespace mivel::sim {
@@ -10,7 +12,6 @@ namespace mivel::sim {
 // ends where it started.
 class RotatorDrive {
 public:
-    static constexpr int Turn = 72000;           // steps of 1/200 degree
     static constexpr double DefaultSpeed = 1200; // steps per second: 6 degrees a second
 
     // Turns by steps from where the rotator is now (the two relative moves of the protocol).

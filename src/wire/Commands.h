@@ -43,9 +43,9 @@ enum class Cmd : std::uint8_t {
     FocusStep,           // "m"n  relative focus move, counts
     WrapZero,            // "i"
     RecordRotator,       // "v"
-    ResetRotatorAngle,   // "p"n  declare the current angle, 0 to 72000
+    ResetRotatorAngle,   // "p"n  declare the current angle, 0 to one turn
     RecallRotator,       // "/"n  1 on, 0 off
-    RotatorAbsolute,     // "|"n  absolute rotator move, 0 to 72000
+    RotatorAbsolute,     // "|"n  absolute rotator move, 0 to one turn
     FanMode,             // "n"n  1 or 2
     FanPower,            // "y"n  manual fan power, percent
     FanGain,             // "g"n  fan loop aggressiveness

@@ -1,4 +1,5 @@
 #include "app/RotatorMath.h"
+#include "core/RotatorGeometry.h"
 
 #include <QTest>
 
@@ -25,8 +26,47 @@ private slots:
     void folding() {
         QFETCH(qint32, counts);
         QFETCH(qint32, folded);
-        foldRotatorCount(counts);
+        counts = qint32(rotator::foldCount(counts));
         QCOMPARE(counts, folded);
+    }
+
+    // The folds part only at their edges: the one-turn folds at whole turns, the half-turn
+    // folds at exactly half a turn. The rotator object and the console each rely on their own.
+    void foldEdges_data() {
+        QTest::addColumn<qint64>("steps");
+        QTest::addColumn<qint64>("count");    // foldCount
+        QTest::addColumn<qint64>("reduced");  // reduceWithinTurn
+        QTest::addColumn<qint64>("fromHalf"); // shorterWayFromHalfTurn
+        QTest::addColumn<qint64>("pastHalf"); // shorterWayPastHalfTurn
+        QTest::newRow("whole turn")
+            << qint64(72000) << qint64(72000) << qint64(0) << qint64(0) << qint64(0);
+        QTest::newRow("whole turn back")
+            << qint64(-72000) << qint64(-72000) << qint64(0) << qint64(-72000) << qint64(-72000);
+        QTest::newRow("two turns back")
+            << qint64(-144000) << qint64(-72000) << qint64(0) << qint64(-144000) << qint64(-144000);
+        QTest::newRow("half turn")
+            << qint64(36000) << qint64(36000) << qint64(36000) << qint64(-36000) << qint64(36000);
+        QTest::newRow("past half")
+            << qint64(36001) << qint64(36001) << qint64(36001) << qint64(-35999) << qint64(-35999);
+        QTest::newRow("half turn back") << qint64(-36000) << qint64(-36000) << qint64(-36000)
+                                        << qint64(-36000) << qint64(-36000);
+    }
+    void foldEdges() {
+        QFETCH(qint64, steps);
+        QTEST(rotator::foldCount(steps), "count");
+        QTEST(rotator::reduceWithinTurn(steps), "reduced");
+        QTEST(rotator::shorterWayFromHalfTurn(steps), "fromHalf");
+        QTEST(rotator::shorterWayPastHalfTurn(steps), "pastHalf");
+    }
+
+    void wrapLimitAndOtherWay() {
+        QVERIFY(rotator::withinWrapLimit(19000, 1000, 100)); // exactly at the limit
+        QVERIFY(!rotator::withinWrapLimit(19000, 1001, 100));
+        QVERIFY(rotator::withinWrapLimit(-19000, -1000, 100));
+        QVERIFY(!rotator::withinWrapLimit(-25000, 0, 100)); // already past: no move is within
+        QCOMPARE(rotator::otherWayRound(0), qint64(72000)); // no move counts as backwards
+        QCOMPARE(rotator::otherWayRound(1), qint64(-71999));
+        QCOMPARE(rotator::otherWayRound(-18000), qint64(54000));
     }
 
     void angleText_data() {

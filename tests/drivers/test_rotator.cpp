@@ -58,6 +58,22 @@ private slots:
         QCOMPARE(rig.serial().port(), qint16(2));
     }
 
+    // The link timer ticks on after an attempt, whatever its outcome; those ticks must leave the
+    // link as the attempt left it.
+    void ticksAfterAnAttemptLeaveTheLinkAlone() {
+        RotatorRig rig;
+        QCOMPARE(rig.run(rig.rotator.setLink(true)), Status(errors::NoResponseFromMivel.error));
+        rig.deliver(":! 1 "); // too late
+        rig.advance(4 * Rotator::LinkTickMs);
+        QVERIFY(!rig.rotator.linked());
+        rig.unit->respond = answerProbe;
+        QCOMPARE(rig.run(rig.rotator.setLink(true)), Status());
+        rig.unit->respond = nullptr;
+        rig.advance(4 * Rotator::LinkTickMs);
+        QVERIFY(rig.rotator.linked());
+        QCOMPARE(rig.count("! "), Rotator::LinkAttempts + 1);
+    }
+
     void moveStaysWithinTheWrapLimit_data() {
         QTest::addColumn<qint32>("wrap");
         QTest::addColumn<qint32>("limit");
