@@ -8,6 +8,7 @@ namespace mivel {
 // The console's awaiting-reply flags. While the user edits a value, or just after a command
 // changed it, the matching flag keeps incoming replies off the control. A lost reply must not
 // freeze a control for ever: after more than 1000 chunks with any flag set, all are cleared.
+// Each flag's control, reply and command are its row in console/UnitControls.h.
 class ReplyWatchdog {
 public:
     enum class Flag : std::uint8_t {

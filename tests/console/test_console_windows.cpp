@@ -4,6 +4,7 @@
 #include "support/FakeDevices.h"
 #include "support/TestRig.h"
 
+#include "console/UnitControls.h"
 #include "console/ui/ConsoleApp.h"
 #include "console/ui/MainWindow.h"
 #include "console/ui/MessageBoxPrompt.h"
@@ -19,8 +20,10 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
+#include <QDoubleSpinBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -168,6 +171,47 @@ private slots:
 
     // An unplugged unit: the status line says the link is being brought back, and once the unit
     // is back the console is connected and polling again without the user's help.
+    // Every row of the control table names a control of the main console, of its kind, and
+    // that control sets the row's reading: a misspelt name would leave a control unbound.
+    void everyTableControlIsBoundOnTheMainConsole() {
+        WindowRig rig;
+        MainWindow& w = rig.main();
+        rig.connectToUnit();
+        const Readings& r = w.console().readings();
+        for (const UnitControl& row : kUnitControls) {
+            switch (row.kind) {
+            case ControlKind::Level:
+                if (row.shownDivisor == 1) {
+                    auto* spin = rig.find<QSpinBox>(&w, row.control);
+                    QVERIFY2(spin, row.control);
+                    spin->setValue(spin->value() + 1);
+                    QCOMPARE(r.*row.level, spin->value());
+                } else {
+                    auto* spin = rig.find<QDoubleSpinBox>(&w, row.control);
+                    QVERIFY2(spin, row.control);
+                    spin->setValue(2.5);
+                    QCOMPARE(r.*row.level, int(2.5 * row.shownDivisor));
+                }
+                break;
+            case ControlKind::Mode:
+                QVERIFY2(rig.find<QRadioButton>(&w, row.control), row.control);
+                QVERIFY2(rig.find<QRadioButton>(&w, row.manualButton), row.manualButton);
+                rig.find<QRadioButton>(&w, row.manualButton)->click();
+                QCOMPARE(r.*row.level, 2);
+                rig.find<QRadioButton>(&w, row.control)->click();
+                QCOMPARE(r.*row.level, 1);
+                break;
+            case ControlKind::Switch: {
+                auto* box = rig.find<QCheckBox>(&w, row.control);
+                QVERIFY2(box, row.control);
+                box->click();
+                QCOMPARE(r.*row.state, box->isChecked());
+                break;
+            }
+            }
+        }
+    }
+
     void unpluggedUnitIsShownReconnectingAndComesBack() {
         WindowRig rig;
         MainWindow& w = rig.main();

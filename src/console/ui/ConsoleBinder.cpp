@@ -1,6 +1,7 @@
 #include "ConsoleBinder.h"
 
 #include "console/DiagnosticFile.h"
+#include "console/UnitControls.h"
 
 #include <QAbstractButton>
 #include <QComboBox>
@@ -81,46 +82,16 @@ constexpr JogBinding kJogs[] = {
     {"cmdRotCW", MainConsole::JogAxis::Rotator, 1},
 };
 
-struct CheckBinding {
-    const char* name;
-    bool Readings::*field;
-    void (MainConsole::*set)(bool);
-};
-constexpr CheckBinding kChecks[] = {
-    {"Check1", &Readings::forceMotorOff, &MainConsole::setForceMotorOff},
-    {"chkRecallFocus", &Readings::recallFocus, &MainConsole::setRecallFocus},
-    {"chkRecallRotator", &Readings::recallRotator, &MainConsole::setRecallRotator},
-};
-
-struct SpinBinding {
-    const char* name;
-    int Readings::*field;
-    void (MainConsole::*set)(int);
-    Flag flag;
-};
-constexpr SpinBinding kSpins[] = {
-    {"UpDown2", &Readings::fanPower, &MainConsole::setFanPower, Flag::FanPower},
-    {"UpDown1", &Readings::fanDeadBand, &MainConsole::setFanDeadBand, Flag::FanDeadBand},
-    {"UpDown5", &Readings::heaterPower, &MainConsole::setHeaterPower, Flag::HeaterPower},
-    {"UpDown6", &Readings::heaterSetPoint, &MainConsole::setHeaterSetPoint, Flag::HeaterSetPoint},
-    {"udDew1", &Readings::dew1, &MainConsole::setDew1, Flag::Dew1Power},
-    {"udDew2", &Readings::dew2, &MainConsole::setDew2, Flag::Dew2Power},
-};
-// The fan gain is sent as 1...100 and shown divided by 10.
-constexpr const char* kFanGain = "UpDown3";
-
-struct ModeBinding {
-    const char* automatic;
-    const char* manual;
-    int Readings::*field;
-    void (MainConsole::*set)(int);
-};
-constexpr ModeBinding kModes[] = {
-    {"optFanAuto", "optFanManual", &Readings::fanMode, &MainConsole::setFanMode},
-    {"optSecAuto", "optSecManual", &Readings::heaterMode, &MainConsole::setHeaterMode},
-};
+// The fan, heater and dew spinners, the mode buttons and the check boxes come from the control
+// table (UnitControls.h): one row names the control, its reading and its watchdog flag.
 constexpr int AutomaticMode = 1;
 constexpr int ManualMode = 2;
+
+template <ControlKind kind, class Fn> void forRows(Fn&& fn) {
+    for (const UnitControl& row : kUnitControls)
+        if (row.kind == kind)
+            fn(row);
+}
 
 // Controls that stay usable with the port closed.
 constexpr const char* kAlwaysEnabled[] = {"txtPosition",  "txtRotGOTO",  "txtRot",
@@ -174,29 +145,16 @@ void ConsoleBinder::bindButtons() {
 }
 
 void ConsoleBinder::bindChecks() {
-    for (const auto& c : kChecks)
-        if (auto* box = find<QAbstractButton>(c.name))
-            connect(box, &QAbstractButton::clicked, &console_, c.set); // the user's clicks only
+    forRows<ControlKind::Switch>([this](const UnitControl& row) {
+        const Flag flag = row.flag;
+        if (auto* box = find<QAbstractButton>(row.control)) // the user's clicks only
+            connect(box, &QAbstractButton::clicked, &console_,
+                    [this, flag](bool on) { console_.setControl(flag, on ? 1 : 0); });
+    });
 }
 
 void ConsoleBinder::bindSpinners() {
-    for (const auto& s : kSpins) {
-        auto* spin = find<QSpinBox>(s.name);
-        if (!spin)
-            continue;
-        spin->setKeyboardTracking(false); // typed values count once they are committed
-        const Flag flag = s.flag;
-        connect(spin, &QSpinBox::valueChanged, &console_, s.set);
-        connect(spin->findChild<QLineEdit*>(), &QLineEdit::textEdited, &console_,
-                [this, flag] { console_.beginEdit(flag); });
-    }
-    if (auto* gain = find<QDoubleSpinBox>(kFanGain)) {
-        gain->setKeyboardTracking(false);
-        connect(gain, &QDoubleSpinBox::valueChanged, &console_,
-                [this](double shown) { console_.setFanGain(int(std::lround(shown * 10))); });
-        connect(gain->findChild<QLineEdit*>(), &QLineEdit::textEdited, &console_,
-                [this] { console_.beginEdit(Flag::FanGain); });
-    }
+    forRows<ControlKind::Level>([this](const UnitControl& row) { bindLevel(row); });
     if (auto* wrapLimit = find<QSpinBox>("udWrapLimit")) {
         wrapLimit->setRange(0, MainConsole::WrapLimitMaxDeg);
         wrapLimit->setValue(console_.wrapLimitDeg());
@@ -210,16 +168,53 @@ void ConsoleBinder::bindSpinners() {
     }
 }
 
-void ConsoleBinder::bindModes() {
-    for (const auto& m : kModes) {
-        const auto set = m.set;
-        if (auto* automatic = find<QRadioButton>(m.automatic))
-            connect(automatic, &QRadioButton::clicked, &console_,
-                    [this, set] { (console_.*set)(AutomaticMode); });
-        if (auto* manual = find<QRadioButton>(m.manual))
-            connect(manual, &QRadioButton::clicked, &console_,
-                    [this, set] { (console_.*set)(ManualMode); });
+void ConsoleBinder::bindLevel(const UnitControl& row) {
+    const Flag flag = row.flag;
+    QAbstractSpinBox* box = nullptr;
+    if (row.shownDivisor == 1) {
+        auto* spin = find<QSpinBox>(row.control);
+        if (spin)
+            connect(spin, &QSpinBox::valueChanged, &console_,
+                    [this, flag](int value) { console_.setControl(flag, value); });
+        box = spin;
+    } else {
+        auto* spin = find<QDoubleSpinBox>(row.control);
+        const int divisor = row.shownDivisor;
+        if (spin)
+            connect(spin, &QDoubleSpinBox::valueChanged, &console_,
+                    [this, flag, divisor](double shown) {
+                        console_.setControl(flag, int(std::lround(shown * divisor)));
+                    });
+        box = spin;
     }
+    if (!box)
+        return;
+    box->setKeyboardTracking(false); // typed values count once they are committed
+    connect(box->findChild<QLineEdit*>(), &QLineEdit::textEdited, &console_,
+            [this, flag] { console_.beginEdit(flag); });
+}
+
+void ConsoleBinder::showLevel(const UnitControl& row, int value) {
+    if (row.shownDivisor == 1) {
+        if (auto* spin = find<QSpinBox>(row.control))
+            setIfChanged(spin, value);
+    } else if (auto* spin = find<QDoubleSpinBox>(row.control);
+               spin && std::lround(spin->value() * row.shownDivisor) != value) {
+        const QSignalBlocker block(spin);
+        spin->setValue(value / double(row.shownDivisor));
+    }
+}
+
+void ConsoleBinder::bindModes() {
+    forRows<ControlKind::Mode>([this](const UnitControl& row) {
+        const Flag flag = row.flag;
+        if (auto* automatic = find<QRadioButton>(row.control))
+            connect(automatic, &QRadioButton::clicked, &console_,
+                    [this, flag] { console_.setControl(flag, AutomaticMode); });
+        if (auto* manual = find<QRadioButton>(row.manualButton))
+            connect(manual, &QRadioButton::clicked, &console_,
+                    [this, flag] { console_.setControl(flag, ManualMode); });
+    });
     if (auto* first = find<QRadioButton>("optSpacing1"))
         connect(first, &QRadioButton::clicked, &console_, [this] { console_.setSpacingUnit(0); });
     if (auto* second = find<QRadioButton>("optSpacing2"))
@@ -277,33 +272,28 @@ void ConsoleBinder::refresh() {
                 button->setText(text);
         }
     }
-    for (const auto& c : kChecks) {
-        auto* box = find<QAbstractButton>(c.name);
-        if (box && box->isChecked() != r.*c.field) {
+    forRows<ControlKind::Switch>([&](const UnitControl& row) {
+        auto* box = find<QAbstractButton>(row.control);
+        if (box && box->isChecked() != r.*row.state) {
             const QSignalBlocker block(box);
-            box->setChecked(r.*c.field);
+            box->setChecked(r.*row.state);
         }
-    }
-    for (const auto& s : kSpins)
-        if (auto* spin = find<QSpinBox>(s.name); spin && !console_.watchdog().isSet(s.flag))
-            setIfChanged(spin, r.*s.field);
-    if (auto* gain = find<QDoubleSpinBox>(kFanGain); gain &&
-                                                     !console_.watchdog().isSet(Flag::FanGain) &&
-                                                     std::lround(gain->value() * 10) != r.fanGain) {
-        const QSignalBlocker block(gain);
-        gain->setValue(r.fanGain / 10.0);
-    }
-    for (const auto& m : kModes) {
-        const bool automatic = r.*m.field == AutomaticMode;
-        if (auto* a = find<QRadioButton>(m.automatic); a && a->isChecked() != automatic) {
+    });
+    forRows<ControlKind::Level>([&](const UnitControl& row) {
+        if (!console_.watchdog().isSet(row.flag))
+            showLevel(row, r.*row.level);
+    });
+    forRows<ControlKind::Mode>([&](const UnitControl& row) {
+        const bool automatic = r.*row.level == AutomaticMode;
+        if (auto* a = find<QRadioButton>(row.control); a && a->isChecked() != automatic) {
             const QSignalBlocker block(a);
             a->setChecked(automatic);
         }
-        if (auto* b = find<QRadioButton>(m.manual); b && b->isChecked() == automatic) {
+        if (auto* b = find<QRadioButton>(row.manualButton); b && b->isChecked() == automatic) {
             const QSignalBlocker block(b);
             b->setChecked(!automatic);
         }
-    }
+    });
     if (auto* wrapLimit = find<QSpinBox>("udWrapLimit"); wrapLimit && !wrapLimit->hasFocus())
         setIfChanged(wrapLimit, console_.wrapLimitDeg());
     if (auto* table = find<QTableWidget>("tblDiagnostic")) {
@@ -338,16 +328,12 @@ void ConsoleBinder::refreshLink() {
         setEnabled(find<QWidget>(b.name), open);
     for (const auto& j : kJogs)
         setEnabled(find<QWidget>(j.name), open);
-    for (const auto& c : kChecks)
-        setEnabled(find<QWidget>(c.name), open);
-    for (const auto& s : kSpins)
-        setEnabled(find<QWidget>(s.name), open);
-    setEnabled(find<QWidget>(kFanGain), open);
-    setEnabled(find<QWidget>("udLimits"), open);
-    for (const auto& m : kModes) {
-        setEnabled(find<QWidget>(m.automatic), open);
-        setEnabled(find<QWidget>(m.manual), open);
+    for (const UnitControl& row : kUnitControls) {
+        setEnabled(find<QWidget>(row.control), open);
+        if (row.manualButton)
+            setEnabled(find<QWidget>(row.manualButton), open);
     }
+    setEnabled(find<QWidget>("udLimits"), open);
     setEnabled(find<QWidget>("cmdSynchTempComp"), open && console_.readings().synchEnabled);
     setEnabled(find<QWidget>("cmdTempComp"), open && console_.tempCompAvailable());
     setEnabled(find<QWidget>("cmdConnect"), console_.connectEnabled());

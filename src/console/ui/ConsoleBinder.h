@@ -8,6 +8,8 @@
 
 namespace mivel::console {
 
+struct UnitControl;
+
 // Wires a console window's controls, found by object name, to the console logic: clicks and
 // edits go to the logic, readings come back into the labels and controls. The main and the mini
 // console name their controls alike, so one table serves both; a control a window lacks is
@@ -27,6 +29,8 @@ private:
     void bindButtons();
     void bindChecks();
     void bindSpinners();
+    void bindLevel(const UnitControl& row);
+    void showLevel(const UnitControl& row, int value);
     void bindModes();
     void bindInputs();
     void bindTabs();
