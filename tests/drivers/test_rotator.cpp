@@ -66,9 +66,9 @@ private slots:
         rig.deliver(":! 1 "); // too late
         rig.advance(4 * Rotator::LinkTickMs);
         QVERIFY(!rig.rotator.linked());
-        rig.unit->respond = answerProbe;
+        rig.device->respond = answerProbe;
         QCOMPARE(rig.run(rig.rotator.setLink(true)), Status());
-        rig.unit->respond = nullptr;
+        rig.device->respond = nullptr;
         rig.advance(4 * Rotator::LinkTickMs);
         QVERIFY(rig.rotator.linked());
         QCOMPARE(rig.count("! "), Rotator::LinkAttempts + 1);
