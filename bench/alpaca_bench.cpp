@@ -147,9 +147,8 @@ struct Server {
         ServeOptions options;
         options.alpacaPort = 0;
         server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
-        QString error;
-        if (!server->start(&error))
-            qFatal("cannot listen: %s", qPrintable(error));
+        if (const Status started = server->start())
+            qFatal("cannot listen: %s", qPrintable(started->description));
     }
     ~Server() {
         server.reset();

@@ -83,9 +83,8 @@ struct Rig {
         ServeOptions options;
         options.alpacaPort = 0;
         server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
-        QString error;
-        if (!server->start(&error))
-            qFatal("cannot listen: %s", qPrintable(error));
+        if (const Status started = server->start())
+            qFatal("cannot listen: %s", qPrintable(started->description));
         plugIn();
         ctx->settings().portDevice = link;
     }
@@ -95,9 +94,8 @@ struct Rig {
         ctx.reset();
     }
     void plugIn() {
-        QString error;
-        if (!host.start(link, &error))
-            qFatal("cannot start the terminal: %s", qPrintable(error));
+        if (const Status started = host.start(link))
+            qFatal("cannot start the terminal: %s", qPrintable(started->description));
     }
     quint16 port() const { return server->port(); }
 

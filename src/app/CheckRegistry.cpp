@@ -15,7 +15,7 @@ const QString Title = QStringLiteral("Mivel");
 
 using Outcome = std::optional<RegistryCheckError>;
 
-Outcome failed(int step, const AutomationError& error) {
+Outcome failed(int step, const Error& error) {
     return RegistryCheckError{step, error.number, error.description};
 }
 

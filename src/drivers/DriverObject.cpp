@@ -7,7 +7,7 @@
 
 namespace mivel {
 
-DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse)
+DriverObject::DriverObject(AppContext& ctx, const Error& noResponse)
     : ctx_(ctx)
     , noResponse_(noResponse)
     , relinkRetry_(ctx.clock()) {
@@ -86,7 +86,7 @@ Task<Status> DriverObject::setLinked(bool on) {
         relinkRetry_.stop();
         unlink();
         if (attempt_.running)
-            endAttempt(errors::LinkCancelled.error);
+            endAttempt(errors::LinkCancelled);
         return Task<Status>::ready(Status());
     }
     if (!attempt_.running) {
@@ -110,7 +110,7 @@ Task<void> DriverObject::runAttempt(quint64 attempt) {
         recovering_ = false;
     else if (recovering_ && !ctx_.hub().lost())
         relinkRetry_.start(); // the port is back but the unit did not answer yet
-    endAttempt(answered ? Status() : Status(noResponse_.error));
+    endAttempt(answered ? Status() : Status(noResponse_));
 }
 
 Task<Status> DriverObject::attemptOutcome(quint64 attempt) {
@@ -121,7 +121,7 @@ Task<Status> DriverObject::attemptOutcome(quint64 attempt) {
     if (gone(token))
         co_return Status();
     if (!attemptOver(attempt))
-        endAttempt(noResponse_.error);
+        endAttempt(noResponse_);
     co_return attempt_.outcome;
 }
 
@@ -193,7 +193,7 @@ void DriverObject::showConsoleOnLink() {
 Status DriverObject::showForm(int which) {
     ConsoleWindows* windows = ctx_.windows();
     if (!windows)
-        return errors::ShowFormUnavailable.error;
+        return errors::ShowFormUnavailable;
     if (mainConsoleOpen())
         return {};
     if (which == 1)
@@ -206,7 +206,7 @@ Status DriverObject::showForm(int which) {
 Status DriverObject::showSetup(void (ConsoleWindows::*dialog)()) {
     ConsoleWindows* windows = ctx_.windows();
     if (!windows)
-        return errors::SetupDialogUnavailable.error;
+        return errors::SetupDialogUnavailable;
     (windows->*dialog)();
     return {};
 }

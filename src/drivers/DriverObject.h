@@ -52,7 +52,7 @@ public:
 
 protected:
     // noResponse: the error of a link attempt that the unit did not answer.
-    DriverObject(AppContext& ctx, const DriverError& noResponse);
+    DriverObject(AppContext& ctx, const Error& noResponse);
 
     // Link let. There is one link attempt at a time: a link asked for while one runs shares it
     // and its outcome, and an unlink ends it at once (its callers get LinkCancelled).
@@ -143,7 +143,7 @@ private:
         Status outcome; // of the last attempt that ended
     };
     LinkAttempt attempt_;
-    const DriverError& noResponse_;
+    const Error& noResponse_;
     bool recovering_ = false;
     Timer relinkRetry_;
 

@@ -49,8 +49,8 @@ public:
     }
 
     QMap<QString, QVariant> values;
-    QMap<QString, AutomationError> errors; // recorded by every call of that member
-    QMap<QString, qint64> waitMs;          // how long a member waits before it returns
+    QMap<QString, Error> errors;  // recorded by every call of that member
+    QMap<QString, qint64> waitMs; // how long a member waits before it returns
     QStringList calls;
     int waiting = 0; // calls in their wait now
 
@@ -108,7 +108,7 @@ struct ServerFixture : HttpRig {
     explicit ServerFixture(http::ServerLimits limits = {})
         : server([this](const http::Request& r, http::Responder out) { api.handle(r, out); },
                  limits, clock) {
-        listening = server.listen(QHostAddress::LocalHost, 0, nullptr);
+        listening = !server.listen(QHostAddress::LocalHost, 0);
     }
 
     quint16 port() const override { return server.port(); }

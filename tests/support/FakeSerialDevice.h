@@ -23,14 +23,12 @@ public:
     QString portName() const override { return name_; }
     void setBaudRate(qint32 baud) override { baud_ = baud; }
     qint32 baudRate() const { return baud_; }
-    bool open(QString* error) override {
-        if (!openError.isEmpty()) {
-            *error = openError;
-            return false;
-        }
+    Status open() override {
+        if (!openError.isEmpty())
+            return programError(ErrorKind::PortFailure, openError);
         ++openCount;
         open_ = true;
-        return true;
+        return {};
     }
     void close() override { open_ = false; }
     bool isOpen() const override { return open_; }
