@@ -20,7 +20,7 @@ enum class ErrorKind {
     NoAnswer,       // the unit did not answer
     NotImplemented, // the member does not exist or needs something this process lacks (a window)
     PortFailure,    // the serial device failed: it would not open, or it went away
-    Unavailable,    // something this process needs was refused: a network port, a pseudo-terminal
+    Unavailable,    // something this process needs was refused: a network port, a file
     OtherFailure,   // anything else: a settings store that fails, an unexpected answer
 };
 
