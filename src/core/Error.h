@@ -21,7 +21,7 @@ enum class ErrorKind {
     NotImplemented, // the member does not exist or needs something this process lacks (a window)
     PortFailure,    // the serial device failed: it would not open, or it went away
     Unavailable,    // something this process needs was refused: a network port, a file
-    OtherFailure,   // anything else: a settings store that fails, an unexpected answer
+    OtherFailure,   // anything else: a setting not saved, a registry key not read
 };
 
 // An error as a value: its kind, and the number, source and description exactly as the object
