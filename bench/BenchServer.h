@@ -33,9 +33,8 @@ public:
         ServeOptions options;
         options.alpacaPort = 0; // any free one
         server = std::make_unique<alpaca::DriverServer>(*ctx, *drivers, options);
-        QString error;
-        if (!server->start(&error))
-            qFatal("cannot listen: %s", qPrintable(error));
+        if (const Status started = server->start())
+            qFatal("cannot listen: %s", qPrintable(started->description));
     }
     virtual ~BenchServer() { stop(); }
     BenchServer(const BenchServer&) = delete;

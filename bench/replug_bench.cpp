@@ -75,9 +75,8 @@ struct Rig : bench::BenchServer {
     }
     ~Rig() override { stop(); } // while the terminal is still there
     void plugIn() {
-        QString error;
-        if (!host.start(link, &error))
-            qFatal("cannot start the terminal: %s", qPrintable(error));
+        if (const Status started = host.start(link))
+            qFatal("cannot start the terminal: %s", qPrintable(started->description));
     }
 
     QString link = dir.filePath(QStringLiteral("unit"));

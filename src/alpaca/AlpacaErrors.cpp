@@ -1,52 +1,37 @@
 #include "AlpacaErrors.h"
 
-#include "drivers/DriverErrors.h"
-#include "link/Serial.h"
-
-#include <array>
-
 namespace mivel::alpaca {
-namespace {
 
-struct KindNumber {
-    DriverErrorKind kind;
-    int number;
-};
-
-constexpr std::array<KindNumber, 8> Numbers{{
-    {DriverErrorKind::NotLinked, NotConnected},
-    {DriverErrorKind::OutOfRange, InvalidValue},
-    {DriverErrorKind::InvalidValue, InvalidValue},
-    {DriverErrorKind::WrongMode, InvalidOperation},
-    {DriverErrorKind::NotKnown, ValueNotSet},
-    {DriverErrorKind::NoAnswer, NoResponse},
-    {DriverErrorKind::NotImplemented, NotImplemented},
-    {DriverErrorKind::UnitFailure, UnitFailure},
-}};
-
-// A unit failure that the serial port object raised says more: a receive that timed out is a
-// unit that did not answer; a device error is the port itself failing.
-int refineUnitFailure(const AutomationError& e) {
-    if (e.source != Serial::ErrorSource)
-        return UnitFailure;
-    if (e.number == Serial::ErrorTimeout)
+int errorNumber(ErrorKind kind) {
+    // No default: a new kind does not compile (with warnings as errors) until it has a number.
+    switch (kind) {
+    case ErrorKind::NotLinked:
+        return NotConnected;
+    case ErrorKind::OutOfRange:
+    case ErrorKind::InvalidValue:
+        return InvalidValue;
+    case ErrorKind::WrongMode:
+        return InvalidOperation;
+    case ErrorKind::NotKnown:
+        return ValueNotSet;
+    case ErrorKind::NoAnswer:
         return NoResponse;
-    return e.number == Serial::ErrorDevice ? PortFailure : UnitFailure;
+    case ErrorKind::NotImplemented:
+        return NotImplemented;
+    case ErrorKind::PortFailure:
+        return PortFailure;
+    case ErrorKind::Unavailable:
+    case ErrorKind::OtherFailure:
+        return UnitFailure;
+    }
+    return UnitFailure;
 }
 
-} // namespace
-
-Error fromAutomationError(const AutomationError& e) {
+ReplyError replyError(const Error& e) {
     const QString message = e.description.isEmpty()
                                 ? QStringLiteral("Error %1 from %2").arg(e.number).arg(e.source)
                                 : e.description;
-    const DriverErrorKind kind = errorKind(e);
-    if (kind == DriverErrorKind::UnitFailure)
-        return {refineUnitFailure(e), message};
-    for (const KindNumber& k : Numbers)
-        if (k.kind == kind)
-            return {k.number, message};
-    return {UnitFailure, message};
+    return {errorNumber(e.kind), message};
 }
 
 } // namespace mivel::alpaca

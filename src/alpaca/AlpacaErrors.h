@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/AutomationError.h"
+#include "core/Error.h"
 
 #include <QString>
 
@@ -21,14 +21,17 @@ enum ErrorNumber : int {
     UnitFailure = 0x502, // any other failure
 };
 
-struct Error {
+// An error as an Alpaca reply carries it.
+struct ReplyError {
     int number = NoError;
     QString message;
 };
 
-// The one place where an error recorded by a driver member becomes an Alpaca error: the driver
-// objects say what kind of failure each of their errors is, and the table in the implementation
-// gives each kind its number. The message is the member's own description.
-Error fromAutomationError(const AutomationError& error);
+// The one place where an error becomes an Alpaca error: its kind gives the number.
+int errorNumber(ErrorKind kind);
+
+// An error a driver member recorded, as its reply reports it: the number of its kind, and the
+// member's own description as the message.
+ReplyError replyError(const Error& error);
 
 } // namespace mivel::alpaca

@@ -184,7 +184,7 @@ Reply Reply::fromCall(const CallResult& r) {
     Reply reply;
     reply.value = toJson(r.value);
     if (r.error) {
-        const Error e = fromAutomationError(*r.error);
+        const ReplyError e = replyError(*r.error);
         reply.errorNumber = e.number;
         reply.errorMessage = e.message;
     }

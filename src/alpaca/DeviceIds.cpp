@@ -94,12 +94,13 @@ DeviceIds DeviceIds::load(const QString& configDir, const QStringList& deviceTyp
     if (made.isEmpty() && !damaged)
         return ids;
     QDir().mkpath(configDir);
-    const QString why = replaceFile(path, QJsonDocument(stored).toJson());
-    if (why.isEmpty())
+    const Status saved = replaceFile(path, QJsonDocument(stored).toJson());
+    if (!saved)
         return ids;
     // The ids that were read stay; the new ones, which could not be kept, are replaced by ids
     // that come out the same on every start.
-    ids.problem_ = QStringLiteral("cannot keep the device ids in %1: %2").arg(path, why);
+    ids.problem_ =
+        QStringLiteral("cannot keep the device ids in %1: %2").arg(path, saved->description);
     for (const QString& type : made)
         ids.ids_.insert(type, derivedId(type));
     return ids;

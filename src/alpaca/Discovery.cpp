@@ -20,18 +20,15 @@ DiscoveryResponder::DiscoveryResponder(quint16 alpacaPort, QHostAddress httpAddr
 
 DiscoveryResponder::~DiscoveryResponder() = default;
 
-bool DiscoveryResponder::start(quint16 port, QString* error) {
+Status DiscoveryResponder::start(quint16 port) {
     // Broadcasts reach only a socket bound to every address; other Alpaca servers of the machine
     // bind the same port.
     const auto shared = QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint;
-    if (!socket_->bind(QHostAddress::AnyIPv4, port, shared)) {
-        if (error)
-            *error = socket_->errorString();
-        return false;
-    }
+    if (!socket_->bind(QHostAddress::AnyIPv4, port, shared))
+        return programError(ErrorKind::Unavailable, socket_->errorString());
     if (socket6_->bind(QHostAddress::AnyIPv6, socket_->localPort(), shared))
         socket6_->joinMulticastGroup(MulticastGroup);
-    return true;
+    return {};
 }
 
 quint16 DiscoveryResponder::port() const {

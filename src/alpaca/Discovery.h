@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Error.h"
+
 #include <QHostAddress>
 #include <QObject>
 
@@ -22,9 +24,9 @@ public:
     DiscoveryResponder(quint16 alpacaPort, QHostAddress httpAddress, QObject* parent = nullptr);
     ~DiscoveryResponder() override;
 
-    // Port 0 takes any free port (tests). Fails, saying why in *error, only when IPv4 cannot be
-    // served; IPv6 is served where it can be.
-    bool start(quint16 port, QString* error);
+    // Port 0 takes any free port (tests). Fails, as unavailable with the reason, only when IPv4
+    // cannot be served; IPv6 is served where it can be.
+    Status start(quint16 port);
     quint16 port() const;
     int answered() const { return answered_; }
 

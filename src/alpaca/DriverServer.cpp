@@ -48,26 +48,25 @@ DriverServer::DriverServer(AppContext& ctx, DeviceProvider& devices, ServeOption
 
 DriverServer::~DriverServer() = default;
 
-bool DriverServer::start(QString* error) {
-    QString why;
-    if (!http_->listen(options_.listen, options_.alpacaPort, &why)) {
-        *error = QStringLiteral("cannot listen on %1 port %2: %3")
-                     .arg(options_.listen.toString())
-                     .arg(options_.alpacaPort)
-                     .arg(why);
-        return false;
+Status DriverServer::start() {
+    if (Status listening = http_->listen(options_.listen, options_.alpacaPort)) {
+        listening->description = QStringLiteral("cannot listen on %1 port %2: %3")
+                                     .arg(options_.listen.toString())
+                                     .arg(options_.alpacaPort)
+                                     .arg(listening->description);
+        return listening;
     }
     alpaca_->setServesBeyondLoopback(!options_.listen.isLoopback());
     if (!options_.discoveryActive())
-        return true;
+        return {};
     discovery_ = std::make_unique<DiscoveryResponder>(http_->port(), options_.listen);
-    if (!discovery_->start(DiscoveryResponder::DefaultPort, &why)) {
+    if (const Status discovering = discovery_->start(DiscoveryResponder::DefaultPort)) {
         // Discovery is a convenience: clients that know the address still reach the server.
-        ctx_.prompt().inform(QStringLiteral("Alpaca discovery is off: ") + why, MessageTitle,
-                             Prompt::Icon::Warning);
+        ctx_.prompt().inform(QStringLiteral("Alpaca discovery is off: ") + discovering->description,
+                             MessageTitle, Prompt::Icon::Warning);
         discovery_.reset();
     }
-    return true;
+    return {};
 }
 
 QString DriverServer::url() const {

@@ -25,8 +25,8 @@ public:
                  QObject* parent = nullptr);
     ~DriverServer() override;
 
-    // Listens, and starts discovery; on failure says why in one line in *error.
-    bool start(QString* error);
+    // Listens, and starts discovery; a failure says why in one line, with the listen's kind.
+    Status start();
     quint16 port() const { return http_->port(); }
     QString url() const;
 

@@ -14,7 +14,7 @@ constexpr Hive Machine = Hive::LocalMachine;
 
 using Outcome = std::optional<RegistryCheckError>;
 
-Outcome failed(int step, const AutomationError& error) {
+Outcome failed(int step, const Error& error) {
     return RegistryCheckError{step, error.number, error.description};
 }
 

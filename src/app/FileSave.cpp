@@ -13,15 +13,15 @@ namespace mivel {
 
 namespace {
 
-QString failed(const QString& path, const QString& why) {
+Error failed(const QString& path, const QString& why) {
     qCWarning(lcFiles).noquote() << "could not save" << QDir::toNativeSeparators(path) + ":" << why
                                  << "(the file was left as it was)";
-    return why;
+    return programError(ErrorKind::Unavailable, why);
 }
 
 } // namespace
 
-QString replaceFile(const QString& path, const QByteArray& data) {
+Status replaceFile(const QString& path, const QByteArray& data) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return failed(path, file.errorString());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Error.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -8,9 +10,9 @@ namespace mivel {
 // Every file the program writes is replaced whole through here: the new text goes to a
 // temporary beside the file and is renamed over it only once all of it has been written. A save
 // that fails for any reason (a full disk, a read-only folder, a file-size limit) leaves the old
-// file exactly as it was, removes the temporary, says why in the log, and returns the reason;
-// success returns an empty string. The folder must exist.
-QString replaceFile(const QString& path, const QByteArray& data);
+// file exactly as it was, removes the temporary, says why in the log, and returns the reason as
+// an unavailable file. The folder must exist.
+Status replaceFile(const QString& path, const QByteArray& data);
 
 // Removes the temporaries that saves of `path` left behind when the process was killed between
 // writing and renaming ("settings.reg.Ab12Cd" beside "settings.reg"). Only those older than

@@ -67,9 +67,9 @@ long FileSettingsStore::flush() {
                            .arg(QDir::toNativeSeparators(folder));
         return Failed;
     }
-    if (const QString why = replaceFile(path_, writeSettingsFile(tree_)); !why.isEmpty()) {
+    if (const Status saved = replaceFile(path_, writeSettingsFile(tree_))) {
         saveProblem_ = QStringLiteral("The settings could not be saved to \"%1\": %2.")
-                           .arg(QDir::toNativeSeparators(path_), why);
+                           .arg(QDir::toNativeSeparators(path_), saved->description);
         return Failed;
     }
     saveProblem_.clear();

@@ -13,12 +13,12 @@ using Hive = SettingsStore::Hive;
 using Type = SettingsStore::Type;
 constexpr Hive Root = Hive::ClassesRoot;
 
-AutomationError unableToRead(long status) {
-    return {status, {}, QStringLiteral("Unable to read registry value")};
+Error unableToRead(long status) {
+    return {ErrorKind::OtherFailure, status, {}, QStringLiteral("Unable to read registry value")};
 }
 
-AutomationError unableToCreate(long status) {
-    return {status, {}, QStringLiteral("Unable to create key")};
+Error unableToCreate(long status) {
+    return {ErrorKind::OtherFailure, status, {}, QStringLiteral("Unable to create key")};
 }
 
 // The default value of a class key: a class identifier.

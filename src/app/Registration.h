@@ -2,7 +2,7 @@
 
 #include "SettingsStore.h"
 
-#include "core/AutomationError.h"
+#include "core/Error.h"
 
 #include <QString>
 

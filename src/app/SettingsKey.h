@@ -9,7 +9,8 @@
 namespace mivel {
 
 // A key of the store held open for one piece of work and closed when it goes out of scope
-// (closing is when the file store writes its changes).
+// (closing is when the file store writes its changes). Like the store, it answers with the
+// store's status codes.
 class ScopedKey {
 public:
     explicit ScopedKey(SettingsStore& store)

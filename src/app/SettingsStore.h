@@ -12,6 +12,9 @@ namespace mivel {
 // The settings store seam, shaped like the machine's registry: hives, keys by path, and named
 // values with a type and raw bytes. The registry on Windows; on Linux a typed text file; in
 // tests an in-memory store. Calls return a status: 0 success, 2 not found, other values failure.
+// Unlike the rest of the program these return the registry's status codes, not a Status: callers
+// tell "not found" from other failures, and number their own errors with the code (the keys,
+// the settings routine and the dialogs report it as it is).
 class SettingsStore {
 public:
     enum class Hive { LocalMachine, ClassesRoot };

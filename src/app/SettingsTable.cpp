@@ -12,11 +12,11 @@ namespace {
 using Type = SettingsStore::Type;
 
 Status typeMismatch() {
-    return AutomationError{13, {}, QStringLiteral("Type mismatch")};
+    return Error{ErrorKind::InvalidValue, 13, {}, QStringLiteral("Type mismatch")};
 }
 
 Status overflow() {
-    return AutomationError{6, {}, QStringLiteral("Overflow")};
+    return Error{ErrorKind::InvalidValue, 6, {}, QStringLiteral("Overflow")};
 }
 
 template <class Int> Status toWhole(const QVariant& value, Int* out) {

@@ -3,7 +3,7 @@
 #include "Settings.h"
 #include "SettingsStore.h"
 
-#include "core/AutomationError.h"
+#include "core/Error.h"
 
 #include <QString>
 #include <QVariant>

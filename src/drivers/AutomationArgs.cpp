@@ -19,10 +19,10 @@ std::optional<double> numberInText(const QString& text) {
 template <class Int> Result<Int> toInteger(const QVariant& value) {
     const auto n = number(value);
     if (!n)
-        return errors::TypeMismatch.error;
+        return errors::TypeMismatch;
     const auto rounded = wire::roundToInt<Int>(*n);
     if (!rounded)
-        return errors::Overflow.error;
+        return errors::Overflow;
     return *rounded;
 }
 
@@ -74,7 +74,7 @@ Result<bool> toBool(const QVariant& value) {
     }
     const auto n = number(value);
     if (!n)
-        return errors::TypeMismatch.error;
+        return errors::TypeMismatch;
     return *n != 0;
 }
 
@@ -89,16 +89,16 @@ Result<qint32> toInt32(const QVariant& value) {
 Result<float> toSingle(const QVariant& value) {
     const auto n = number(value);
     if (!n)
-        return errors::TypeMismatch.error;
+        return errors::TypeMismatch;
     if (std::fabs(*n) > double(std::numeric_limits<float>::max()))
-        return errors::Overflow.error;
+        return errors::Overflow;
     return float(*n);
 }
 
 Result<double> toDouble(const QVariant& value) {
     const auto n = number(value);
     if (!n)
-        return errors::TypeMismatch.error;
+        return errors::TypeMismatch;
     return *n;
 }
 

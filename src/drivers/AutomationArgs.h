@@ -5,7 +5,7 @@
 // runtime did: numbers round half to even, text is numeric when it reads as a decimal number,
 // a value beyond the type's range overflows.
 
-#include "core/AutomationError.h"
+#include "core/Error.h"
 
 #include <QVariant>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/AutomationError.h"
+#include "core/Error.h"
 #include "core/Task.h"
 
 #include <QString>

@@ -7,7 +7,7 @@
 
 namespace mivel {
 
-DriverObject::DriverObject(AppContext& ctx, const DriverError& noResponse, LinkProbing probing,
+DriverObject::DriverObject(AppContext& ctx, const Error& noResponse, LinkProbing probing,
                            const MemberDirectory& members)
     : ctx_(ctx)
     , probing_(probing)
@@ -91,7 +91,7 @@ Task<Status> DriverObject::setLinked(bool on) {
         relinkRetry_.stop();
         unlink();
         if (attempt_.running)
-            endAttempt(errors::LinkCancelled.error);
+            endAttempt(errors::LinkCancelled);
         return Task<Status>::ready(Status());
     }
     if (!attempt_.running) {
@@ -112,7 +112,7 @@ Task<void> DriverObject::runAttempt(quint64 attempt) {
         recovering_ = false;
     } else if (recovering_ && !ctx_.hub().lost())
         relinkRetry_.start(); // the port is back but the unit did not answer yet
-    endAttempt(answered ? Status() : Status(noResponse_.error));
+    endAttempt(answered ? Status() : Status(noResponse_));
 }
 
 Task<Status> DriverObject::attemptOutcome(quint64 attempt) {
@@ -123,7 +123,7 @@ Task<Status> DriverObject::attemptOutcome(quint64 attempt) {
     if (gone(token))
         co_return Status();
     if (!attemptOver(attempt))
-        endAttempt(noResponse_.error);
+        endAttempt(noResponse_);
     co_return attempt_.outcome;
 }
 
@@ -203,7 +203,7 @@ void DriverObject::showConsoleOnLink() {
 Status DriverObject::showForm(int which) {
     ConsoleWindows* windows = ctx_.windows();
     if (!windows)
-        return errors::ShowFormUnavailable.error;
+        return errors::ShowFormUnavailable;
     if (mainConsoleOpen())
         return {};
     if (which == 1)
@@ -216,7 +216,7 @@ Status DriverObject::showForm(int which) {
 Status DriverObject::showSetup(void (ConsoleWindows::*dialog)()) {
     ConsoleWindows* windows = ctx_.windows();
     if (!windows)
-        return errors::SetupDialogUnavailable.error;
+        return errors::SetupDialogUnavailable;
     (windows->*dialog)();
     return {};
 }

@@ -61,7 +61,7 @@ public:
 protected:
     // noResponse: the error of a link attempt that the unit did not answer. members: the
     // object's member table, which outlives every object.
-    DriverObject(AppContext& ctx, const DriverError& noResponse, LinkProbing probing,
+    DriverObject(AppContext& ctx, const Error& noResponse, LinkProbing probing,
                  const MemberDirectory& members);
 
     // Link let. There is one link attempt at a time: a link asked for while one runs shares it
@@ -176,7 +176,7 @@ private:
     LinkProbing probing_;
     Timer linkTimer_;
     const MemberDirectory& members_;
-    const DriverError& noResponse_;
+    const Error& noResponse_;
     bool recovering_ = false;
     Timer relinkRetry_;
 

@@ -54,7 +54,7 @@ CallResult ClientHeldDevice::unanswerable(const QString& member, CallResult resu
     for (const char* state : {"Connected", "Link"})
         if (member.compare(QLatin1String(state), Qt::CaseInsensitive) == 0)
             return result;
-    result.error = errors::LinkLost.error;
+    result.error = errors::LinkLost;
     return result;
 }
 

@@ -119,9 +119,9 @@ Task<std::optional<double>> Focuser::temperature() {
 // No range check: MaxStep is advisory and the unit enforces its own travel.
 Status Focuser::move(qint32 position) {
     if (!portOpen())
-        return errors::SerialLinkNotEstablished.error;
+        return errors::SerialLinkNotEstablished;
     if (tempComp_)
-        return errors::TempCompActive.error;
+        return errors::TempCompActive;
     target_ = position;
     if (ctx_.shared().pendingU0) {
         // The unit reported its motor forced off: release it before moving.
@@ -146,8 +146,7 @@ Task<void> Focuser::tempCompQuery() {
 // The coefficient and the threshold are read the same way: one " l " query, then the shared
 // value once any compensation reply has come.
 template <class V>
-Task<Outcome<V>> Focuser::tempCompParameter(V TempCompState::*field,
-                                            const DriverError& unavailable) {
+Task<Outcome<V>> Focuser::tempCompParameter(V TempCompState::*field, const Error& unavailable) {
     const Alive token = alive();
     co_await tempCompQuery();
     if (gone(token))
@@ -155,7 +154,7 @@ Task<Outcome<V>> Focuser::tempCompParameter(V TempCompState::*field,
     if (!ctx_.shared().tempComp.paramsReceived) {
         // Ask once more without waiting, so that a retry by the client finds the value.
         send(wire::command(Cmd::TempCompParams));
-        co_return {V{}, unavailable.error};
+        co_return {V{}, unavailable};
     }
     co_return {ctx_.shared().tempComp.*field, {}};
 }
@@ -166,14 +165,14 @@ Task<Outcome<float>> Focuser::tempCompCoefficient() {
 
 Status Focuser::setTempCompCoefficient(float value) {
     if (!(value >= -CoefficientLimit && value <= CoefficientLimit))
-        return errors::CoefficientOutOfRange.error;
+        return errors::CoefficientOutOfRange;
     TempCompState& tc = ctx_.shared().tempComp;
     tc.coefficient = value;
     // The unit compares raw sensor readings: it stores counts per 1000 raw units.
     const float unitValue = value * tc.sensorSlope * 1000.0f;
     const auto n = wire::roundToInt<qint16>(unitValue);
     if (!n)
-        return errors::Overflow.error;
+        return errors::Overflow;
     send(wire::command(Cmd::TempCompCoefficient, *n, Lead::Space));
     return {};
 }
@@ -184,7 +183,7 @@ Task<Outcome<qint32>> Focuser::tempCompMovementThreshold() {
 
 Status Focuser::setTempCompMovementThreshold(qint16 value) {
     if (value < 0 || value > ThresholdLimit)
-        return errors::ThresholdOutOfRange.error;
+        return errors::ThresholdOutOfRange;
     ctx_.shared().tempComp.movementThreshold = value;
     send(wire::command(Cmd::TempCompThreshold, value, Lead::Space));
     return {};

@@ -77,7 +77,7 @@ private:
     Task<void> statusQuery();
     Task<void> tempCompQuery();
     template <class V>
-    Task<Outcome<V>> tempCompParameter(V TempCompState::*field, const DriverError& unavailable);
+    Task<Outcome<V>> tempCompParameter(V TempCompState::*field, const Error& unavailable);
 
     // One handler per tag the focuser reads.
     void onTarget(double v);

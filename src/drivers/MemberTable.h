@@ -61,7 +61,7 @@ inline CallResult toCall(const Status& s) {
 inline Task<CallResult> ready(CallResult r) {
     return Task<CallResult>::ready(std::move(r));
 }
-inline Task<CallResult> failed(const AutomationError& e) {
+inline Task<CallResult> failed(const Error& e) {
     return ready({QVariant(), e});
 }
 
@@ -152,7 +152,7 @@ public:
         if (!e || !e->call)
             return reply::failed(noSuchMember(objectName_, name));
         if (e->info.parameter && args.isEmpty())
-            return reply::failed(errors::TypeMismatch.error);
+            return reply::failed(errors::TypeMismatch);
         return e->call(of(obj), args);
     }
 

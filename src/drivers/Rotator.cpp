@@ -94,7 +94,7 @@ double Rotator::setPosition() {
 
 Status Rotator::goHome() {
     if (!portOpen())
-        return errors::RotatorNotLinked.error;
+        return errors::RotatorNotLinked;
     send(wire::command(Cmd::RotatorHome));
     return {};
 }
@@ -102,9 +102,9 @@ Status Rotator::goHome() {
 Status Rotator::setPosPositionLimit(const QVariant& value) {
     const auto limit = args::number(value);
     if (!limit)
-        return errors::LimitNotNumeric.error;
+        return errors::LimitNotNumeric;
     if (*limit < 0 || *limit > PositionLimitRange)
-        return errors::LimitOutOfRange.error;
+        return errors::LimitOutOfRange;
     posLimit_ = *limit;
     return {};
 }
@@ -112,9 +112,9 @@ Status Rotator::setPosPositionLimit(const QVariant& value) {
 Status Rotator::setNegPositionLimit(const QVariant& value) {
     const auto limit = args::number(value);
     if (!limit)
-        return errors::LimitNotNumeric.error;
+        return errors::LimitNotNumeric;
     if (*limit < -PositionLimitRange || *limit > 0)
-        return errors::LimitOutOfRange.error;
+        return errors::LimitOutOfRange;
     negLimit_ = *limit;
     return {};
 }
@@ -128,7 +128,7 @@ void Rotator::setActivatePositionLimit(const QVariant& value) {
 Status Rotator::guardedMove(double fromDegrees, QByteArray withinLimit) {
     const double floored = std::floor(fromDegrees * rotator::StepsPerDegree);
     if (!(std::fabs(floored) <= double(std::numeric_limits<qint32>::max())))
-        return errors::Overflow.error;
+        return errors::Overflow;
     const qint64 steps = moveSteps(qint64(floored));
     if (rotator::withinWrapLimit(ctx_.shared().wrapCounter, steps, ctx_.settings().dornaLimit))
         send(withinLimit);
@@ -139,20 +139,20 @@ Status Rotator::guardedMove(double fromDegrees, QByteArray withinLimit) {
 
 Status Rotator::move(double angle) {
     if (!portOpen())
-        return errors::RotatorNotLinked.error;
+        return errors::RotatorNotLinked;
     const auto sent = angleSteps(angle);
     if (!sent)
-        return errors::Overflow.error;
+        return errors::Overflow;
     return guardedMove(angle, wire::command(Cmd::RotatorStep, *sent));
 }
 
 // Before any ":rt" the actual angle is 0.
 Status Rotator::moveAbsolute(double angle) {
     if (!portOpen())
-        return errors::RotatorNotLinked.error;
+        return errors::RotatorNotLinked;
     const auto sent = angleSteps(angle);
     if (!sent)
-        return errors::Overflow.error;
+        return errors::Overflow;
     return guardedMove(angle - actual_, wire::command(Cmd::RotatorAbsolute, *sent));
 }
 
@@ -198,10 +198,10 @@ void Rotator::zeroWrap() {
 Status Rotator::unwrap(const QVariant& angle) {
     const auto degrees = args::number(angle);
     if (!degrees)
-        return errors::IllegalUnwrap.error;
+        return errors::IllegalUnwrap;
     const auto steps = angleSteps(*degrees);
     if (!steps)
-        return errors::Overflow.error;
+        return errors::Overflow;
     send(wire::command(Cmd::RotatorMove, *steps, Lead::Space));
     return {};
 }
@@ -211,22 +211,22 @@ Status Rotator::unwrap(const QVariant& angle) {
 Status Rotator::setWrapLimit(const QVariant& value) {
     const auto degrees = args::number(value);
     if (!degrees || *degrees < 0 || *degrees > WrapLimitMax)
-        return errors::IllegalWrapLimit.error;
+        return errors::IllegalWrapLimit;
     const qint32 limit = *wire::roundToInt<qint32>(*degrees);
     ctx_.settings().dornaLimit = limit;
     const long saved =
         writeSetting(ctx_.store(), setting::DornaLimit, limit, SettingsKeyUse::OnlyIfPresent);
     // No settings key means nothing to save into; any other failure is the client's to know.
     if (saved != SettingsStore::Success && saved != SettingsStore::NotFound)
-        return AutomationError{0, QStringLiteral("Mivel"),
-                               QStringLiteral("The wrap limit is in effect but was not saved: ") +
-                                   ctx_.store().problem()};
+        return Error{ErrorKind::OtherFailure, 0, QStringLiteral("Mivel"),
+                     QStringLiteral("The wrap limit is in effect but was not saved: ") +
+                         ctx_.store().problem()};
     return {};
 }
 
 Status Rotator::resetPosition(float angle) {
     if (!(angle >= 0 && angle <= 360))
-        return errors::ResetAngleOutOfRange.error;
+        return errors::ResetAngleOutOfRange;
     send(wire::command(Cmd::ResetRotatorAngle, *angleSteps(angle), Lead::Space));
     return {};
 }

@@ -155,7 +155,7 @@ Task<qint16> Temperature::dewHeater2Power() {
 
 Status Temperature::setFanMode(qint16 mode) {
     if (!inRange(mode, 0, 2))
-        return errors::FanModeOutOfRange.error;
+        return errors::FanModeOutOfRange;
     fanMode_ = mode;
     if (mode == 0) {
         // Manual: the unit runs the fan at the stored speed.
@@ -170,9 +170,9 @@ Status Temperature::setFanMode(qint16 mode) {
 
 Status Temperature::setFanSpeed(qint16 speed) {
     if (!inRange(speed, 0, 100))
-        return errors::FanSpeedOutOfRange.error;
+        return errors::FanSpeedOutOfRange;
     if (fanMode_ != 0)
-        return errors::FanNotManual.error;
+        return errors::FanNotManual;
     fanSpeed_ = speed;
     send(wire::command(Cmd::FanPower, speed));
     return {};
@@ -180,7 +180,7 @@ Status Temperature::setFanSpeed(qint16 speed) {
 
 Status Temperature::setFanDeadband(float value) {
     if (!inRange(value, 0, 10))
-        return errors::DeadbandOutOfRange.error;
+        return errors::DeadbandOutOfRange;
     fanDeadband_ = value;
     send(wire::command(Cmd::FanDeadBand, tenths(value), Lead::Space));
     return {};
@@ -188,7 +188,7 @@ Status Temperature::setFanDeadband(float value) {
 
 Status Temperature::setFanAggressiveness(float value) {
     if (!(value >= 0.1f && value <= 10.0f))
-        return errors::AggressivenessOutOfRange.error;
+        return errors::AggressivenessOutOfRange;
     fanAggressiveness_ = value;
     send(wire::command(Cmd::FanGain, tenths(value), Lead::Space));
     return {};
@@ -196,7 +196,7 @@ Status Temperature::setFanAggressiveness(float value) {
 
 Status Temperature::setSecondaryHeaterMode(qint16 mode) {
     if (!inRange(mode, 0, 2))
-        return errors::HeaterModeOutOfRange.error;
+        return errors::HeaterModeOutOfRange;
     heaterMode_ = mode;
     if (mode == 0)
         send(wire::command(Cmd::HeaterPower, heaterPower_));
@@ -207,9 +207,9 @@ Status Temperature::setSecondaryHeaterMode(qint16 mode) {
 
 Status Temperature::setSecondaryHeaterPower(qint16 power) {
     if (!inRange(power, 0, 100))
-        return errors::HeaterPowerOutOfRange.error;
+        return errors::HeaterPowerOutOfRange;
     if (heaterMode_ != 0)
-        return errors::HeaterNotManual.error;
+        return errors::HeaterNotManual;
     heaterPower_ = power;
     send(wire::command(Cmd::HeaterPower, power));
     return {};
@@ -218,7 +218,7 @@ Status Temperature::setSecondaryHeaterPower(qint16 power) {
 // The set point goes out as it is while ":st" reports it in tenths: the unit's own asymmetry.
 Status Temperature::setSecondaryHeaterSetpoint(float value) {
     if (!inRange(value, -10, 10))
-        return errors::SetpointOutOfRange.error;
+        return errors::SetpointOutOfRange;
     heaterSetpoint_ = value;
     send(wire::command(Cmd::HeaterSetPoint, wire::decimalText(value)));
     return {};
@@ -226,7 +226,7 @@ Status Temperature::setSecondaryHeaterSetpoint(float value) {
 
 Status Temperature::setDewHeater1Power(qint16 power) {
     if (!inRange(power, 0, 100))
-        return errors::Dew1OutOfRange.error;
+        return errors::Dew1OutOfRange;
     dew1Power_ = power;
     send(wire::command(Cmd::Dew1Power, power));
     return {};
@@ -234,7 +234,7 @@ Status Temperature::setDewHeater1Power(qint16 power) {
 
 Status Temperature::setDewHeater2Power(qint16 power) {
     if (!inRange(power, 0, 100))
-        return errors::Dew2OutOfRange.error;
+        return errors::Dew2OutOfRange;
     dew2Power_ = power;
     send(wire::command(Cmd::Dew2Power, power));
     return {};

@@ -74,7 +74,7 @@ Server::~Server() {
         delete c;
 }
 
-bool Server::listen(const QHostAddress& address, quint16 port, QString* error) {
+Status Server::listen(const QHostAddress& address, quint16 port) {
     if (tcp_->listen(address, port)) {
         ownNames_ = QStringList{QStringLiteral("localhost")};
         if (!address.isLoopback()) {
@@ -84,11 +84,9 @@ bool Server::listen(const QHostAddress& address, quint16 port, QString* error) {
             if (!domain.isEmpty())
                 ownNames_ << host + '.' + domain;
         }
-        return true;
+        return {};
     }
-    if (error)
-        *error = tcp_->errorString();
-    return false;
+    return programError(ErrorKind::Unavailable, tcp_->errorString());
 }
 
 void Server::close() {

@@ -29,6 +29,7 @@
 #include "HttpRequest.h"
 
 #include "core/Clock.h"
+#include "core/Error.h"
 
 #include <QByteArray>
 #include <QHostAddress>
@@ -101,8 +102,8 @@ public:
                     QObject* parent = nullptr);
     ~Server() override;
 
-    // On failure says why in *error (for example, the port is taken).
-    bool listen(const QHostAddress& address, quint16 port, QString* error);
+    // A port that cannot be had (taken, or not ours to bind) is unavailable, with the reason.
+    Status listen(const QHostAddress& address, quint16 port);
     void close();
     bool isListening() const;
     quint16 port() const;

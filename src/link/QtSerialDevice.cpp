@@ -44,15 +44,14 @@ public:
     QString portName() const override { return port_.portName(); }
     void setBaudRate(qint32 baud) override { port_.setBaudRate(baud); }
 
-    bool open(QString* error) override {
+    Status open() override {
         if (port_.open(QIODevice::ReadWrite)) {
             lostReported_ = false;
-            return true;
+            return {};
         }
         // The reason alone ("No such file or directory") would not say which device failed.
-        if (error)
-            *error = QStringLiteral("%1: %2").arg(name_, port_.errorString());
-        return false;
+        return programError(ErrorKind::PortFailure,
+                            QStringLiteral("%1: %2").arg(name_, port_.errorString()));
     }
     void close() override {
         if (port_.isOpen())

@@ -15,8 +15,8 @@ QString q(const QString& s) {
     return QLatin1Char('"') + s + QLatin1Char('"');
 }
 
-AutomationError serialError(qint64 number, const QString& description) {
-    return {number, Serial::ErrorSource, description};
+Error serialError(ErrorKind kind, qint64 number, const QString& description) {
+    return {kind, number, Serial::ErrorSource, description};
 }
 
 // Timed receives run below normal priority, so that the rest of the machine is served while
@@ -80,7 +80,8 @@ QString Serial::deviceName() const {
 
 Status Serial::setReceiveTimeout(int seconds) {
     if (seconds < 1 || seconds > 120)
-        return serialError(ErrorBadTimeout, QStringLiteral("Timeout must be 1 - 120 seconds."));
+        return serialError(ErrorKind::OutOfRange, ErrorBadTimeout,
+                           QStringLiteral("Timeout must be 1 - 120 seconds."));
     timeoutMs_ = seconds * 100;
     traceLine(QStringLiteral("ReceiveTimeout = %1").arg(seconds));
     return {};
@@ -102,10 +103,9 @@ Status Serial::setConnected(bool open) {
     }
     device_->setPortName(deviceName());
     device_->setBaudRate(speed());
-    QString why;
-    if (!device_->open(&why)) {
-        traceLine(QStringLiteral("Connected = True failed: ") + why);
-        return serialError(ErrorDevice, why);
+    if (const Status opened = device_->open()) {
+        traceLine(QStringLiteral("Connected = True failed: ") + opened->description);
+        return serialError(ErrorKind::PortFailure, ErrorDevice, opened->description);
     }
     traceLine(QStringLiteral("Connected = True (%1)").arg(deviceName()));
     clearBuffers();
@@ -120,7 +120,7 @@ qint32 Serial::speed() const {
 Status Serial::setSpeed(qint32 speed) {
     if (std::find(PortSpeed.begin(), PortSpeed.end(), speed) == PortSpeed.end())
         return serialError(
-            ErrorBadSpeed,
+            ErrorKind::OutOfRange, ErrorBadSpeed,
             QStringLiteral("Unsupported port speed. Use the PortSpeed enumeration."));
     settings_ = QStringLiteral("%1,N,8,1").arg(speed);
     device_->setBaudRate(speed);
@@ -217,7 +217,8 @@ Result<QByteArray> Serial::timedReceive(const Done& complete) {
         loop.exec();
     }
     --receiving_; // whatever was read is discarded
-    return serialError(ErrorTimeout, QStringLiteral("Timed out waiting for received data."));
+    return serialError(ErrorKind::NoAnswer, ErrorTimeout,
+                       QStringLiteral("Timed out waiting for received data."));
 }
 
 Result<QString> Serial::receive() {
@@ -243,7 +244,7 @@ Result<quint8> Serial::receiveByte() {
 
 Result<QString> Serial::receiveCounted(int count) {
     if (count <= 0)
-        return serialError(ErrorBadCount,
+        return serialError(ErrorKind::OutOfRange, ErrorBadCount,
                            QStringLiteral("Character count must be positive and greater than 0."));
     traceLine(QStringLiteral("ReceiveCounted(%1)...").arg(count));
     auto r = timedReceive([count](const QByteArray& b) { return b.size() >= count ? count : 0; });
@@ -256,7 +257,7 @@ Result<QString> Serial::receiveCounted(int count) {
 
 Result<QString> Serial::receiveTerminated(const QString& terminator) {
     if (terminator.isEmpty())
-        return serialError(ErrorBadTerminator,
+        return serialError(ErrorKind::InvalidValue, ErrorBadTerminator,
                            QStringLiteral("Terminator string must have at least one character."));
     traceLine(QStringLiteral("ReceiveTerminated(") + q(terminator) + QStringLiteral(")..."));
     const QByteArray term = terminator.toLatin1();

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SerialDevice.h"
-#include "core/AutomationError.h"
+#include "core/Error.h"
 
 #include <QByteArray>
 #include <QByteArrayList>

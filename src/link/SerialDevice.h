@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/Error.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QString>
@@ -21,8 +23,8 @@ public:
     // Always no parity, 8 data bits, 1 stop bit and no handshaking; only the speed varies.
     virtual void setBaudRate(qint32 baud) = 0;
 
-    // On failure returns false and describes the device's error in *error.
-    virtual bool open(QString* error) = 0;
+    // A device that will not open says why, naming itself, in a port failure.
+    virtual Status open() = 0;
     virtual void close() = 0;
     virtual bool isOpen() const = 0;
 

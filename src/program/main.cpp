@@ -34,15 +34,17 @@ int fail(const QString& line, int code = 1) {
 // reaches it through its real serial port code, as it would reach the hardware.
 class Simulation {
 public:
-    // The serial device to open, or an empty text and *error.
-    QString start(QString* error) {
+    // The serial device to open.
+    Result<QString> start() {
 #ifdef Q_OS_UNIX
-        if (!dir_.isValid()) {
-            *error = QStringLiteral("cannot make a folder for the simulated unit's link");
-            return {};
-        }
+        if (!dir_.isValid())
+            return programError(
+                ErrorKind::Unavailable,
+                QStringLiteral("cannot make a folder for the simulated unit's link"));
         const QString link = dir_.filePath(QStringLiteral("mivel-unit"));
-        return host_.start(link, error) ? link : QString();
+        if (Status started = host_.start(link))
+            return *std::move(started);
+        return link;
 #else
         return QStringLiteral("SIMULATED");
 #endif
@@ -99,10 +101,11 @@ int main(int argc, char* argv[]) {
     QString portDevice = options.portDevice;
     if (options.simulate) {
         simulation.setThermalSpeed(options.thermalSpeed);
-        QString why;
-        portDevice = simulation.start(&why);
-        if (portDevice.isEmpty())
-            return fail(QStringLiteral("cannot start the simulated unit: ") + why);
+        const Result<QString> started = simulation.start();
+        if (!started)
+            return fail(QStringLiteral("cannot start the simulated unit: ") +
+                        started.error().description);
+        portDevice = *started;
     }
     AppContext ctx(openSettingsStore(paths), std::make_unique<LogPrompt>(),
                    options.simulate ? simulation.deviceFactory() : makeQtSerialDevice, paths);
@@ -130,9 +133,8 @@ int main(int argc, char* argv[]) {
 
     DriverSet drivers(ctx);
     alpaca::DriverServer alpacaServer(ctx, drivers, options);
-    QString why;
-    if (!alpacaServer.start(&why))
-        return fail(why);
+    if (const Status started = alpacaServer.start())
+        return fail(started->description);
     QTextStream(stdout) << "mivel: Alpaca driver server on " << alpacaServer.url() << ", unit on "
                         << serial.deviceName() << Qt::endl;
 

@@ -114,9 +114,8 @@ int main(int argc, char* argv[]) {
         return 1;
     }
     mivel::sim::PtyHost host(unit);
-    QString why;
-    if (!host.start(parser.value(o.pty), &why)) {
-        err << "mivel-sim: " << why << '\n';
+    if (const mivel::Status started = host.start(parser.value(o.pty))) {
+        err << "mivel-sim: " << started->description << '\n';
         return 1;
     }
     if (parser.isSet(o.hangUp))

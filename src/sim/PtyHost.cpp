@@ -47,15 +47,14 @@ PtyHost::~PtyHost() {
     removeLink();
 }
 
-bool PtyHost::start(const QString& linkPath, QString* error) {
-    const auto fail = [&](const QString& why) {
-        if (error)
-            *error = why;
+Status PtyHost::start(const QString& linkPath) {
+    const auto fail = [&](const QString& why, ErrorKind kind = ErrorKind::Unavailable) {
         closeTerminal();
-        return false;
+        return programError(kind, why);
     };
     if (master_ >= 0)
-        return fail(QStringLiteral("The pseudo-terminal is already running."));
+        return fail(QStringLiteral("The pseudo-terminal is already running."),
+                    ErrorKind::WrongMode);
     master_ = posix_openpt(O_RDWR | O_NOCTTY);
     if (master_ < 0)
         return fail(systemError("posix_openpt"));
@@ -95,7 +94,7 @@ bool PtyHost::start(const QString& linkPath, QString* error) {
     writable_ = new QSocketNotifier(master_, QSocketNotifier::Write, this);
     writable_->setEnabled(false);
     connect(writable_, &QSocketNotifier::activated, this, &PtyHost::flush);
-    return true;
+    return {};
 }
 
 void PtyHost::readFromPc() {

@@ -4,6 +4,8 @@
 
 #ifdef Q_OS_UNIX
 
+#include "core/Error.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QString>
@@ -26,7 +28,7 @@ public:
 
     // Creates the terminal in raw mode and links linkPath to it, replacing a stale link. A
     // path that exists and is not a symbolic link is left alone and reported.
-    bool start(const QString& linkPath, QString* error);
+    Status start(const QString& linkPath);
     // The terminal device the program on the other end opens (through the link or directly).
     QString devicePath() const { return devicePath_; }
     QString linkPath() const { return linkPath_; }

@@ -22,15 +22,13 @@ public:
     QString portName() const override { return name_; }
     void setBaudRate(qint32) override {}
 
-    bool open(QString* error) override {
-        if (!unit_ || unit_->hungUp()) {
-            if (error)
-                *error = QStringLiteral("The simulated unit does not answer the line.");
-            return false;
-        }
+    Status open() override {
+        if (!unit_ || unit_->hungUp())
+            return programError(ErrorKind::PortFailure,
+                                QStringLiteral("The simulated unit does not answer the line."));
         open_ = true;
         lostReported_ = false;
-        return true;
+        return {};
     }
     void close() override {
         open_ = false;

@@ -26,7 +26,7 @@ bool CalibrationWindow::confirmReplace(const QString& path) {
 
 bool CalibrationWindow::writeFile(const QString& path, const QByteArray& data) {
     // Written beside the old file and renamed over it, so a failed save loses nothing on disk.
-    if (!replaceFile(path, data).isEmpty()) {
+    if (replaceFile(path, data)) {
         ctx_.prompt().inform(QStringLiteral("Unable to create file."), MessageTitle,
                              Prompt::Icon::Warning);
         return false;

@@ -16,7 +16,7 @@ struct ServerFixture : TestRig, HttpRig {
     explicit ServerFixture(http::ServerLimits limits = {})
         : server([this](const http::Request& r, http::Responder out) { api.handle(r, out); },
                  limits, clock) {
-        listening = server.listen(QHostAddress::LocalHost, 0, nullptr);
+        listening = !server.listen(QHostAddress::LocalHost, 0);
     }
 
     quint16 port() const override { return server.port(); }

@@ -23,13 +23,13 @@ class AlpacaApiTest : public QObject {
             d->values["Connected"] = true;
         FakeDevice& foc = f->focuser();
         foc.values["TempCompCoefficient"] = 0.1f; // not 0.10000000149011612 for the client
-        foc.errors["Move"] = errors::TempCompActive.error;
+        foc.errors["Move"] = errors::TempCompActive;
         foc.values["TempCompMovementThreshold"] = qint16(0);
-        foc.errors["TempCompMovementThreshold"] = errors::ThresholdUnavailable.error;
+        foc.errors["TempCompMovementThreshold"] = errors::ThresholdUnavailable;
         f->rotator().values["Position"] = -90.0;
         f->temperature().values["AmbientTemp"] = 50.0; // degrees Fahrenheit, as the unit says
         f->temperature().values["FanMode"] = 0;
-        f->temperature().errors["FanSpeed"] = errors::FanNotManual.error;
+        f->temperature().errors["FanSpeed"] = errors::FanNotManual;
     }
 
 private slots:
@@ -321,7 +321,7 @@ private slots:
         QVERIFY(foc.values["Connected"].toBool());
 
         // A failed connect reports its error once, at the first poll after it ended.
-        f->rotator().errors["Connected"] = errors::NoResponseFromMivel.error;
+        f->rotator().errors["Connected"] = errors::NoResponseFromMivel;
         f->put("/api/v1/rotator/0/connect");
         const QJsonObject o = f->get("/api/v1/rotator/0/connecting");
         QCOMPARE(o["Value"].toBool(), false);
@@ -347,7 +347,7 @@ private slots:
                  (QStringList{"IsMoving=false", "Position=500", "Temperature=100"}));
         // A value that cannot be read is left out.
         f->rotator().values["IsMoving"] = true;
-        f->rotator().errors["Position"] = errors::RotatorNotLinked.error;
+        f->rotator().errors["Position"] = errors::RotatorNotLinked;
         QCOMPARE(state("rotator"), QStringList{"IsMoving=true"});
         f->temperature().values["FanMode"] = 1;
         QCOMPARE(state("switch").mid(0, 2), (QStringList{"GetSwitch0=true", "GetSwitchValue0=1"}));
@@ -415,20 +415,36 @@ private slots:
                             {"Action", "Temp Comp"}, {"Parameters", "a&b=1"}, {"Empty", ""}}));
     }
 
-    void errorsOfTheObjectsKeepTheirWordsAndHaveTheirOwnNumbers() {
-        // Only what the objects call a unit failure is one to the client.
-        for (const DriverError* e : driverErrors()) {
-            const Error a = fromAutomationError(e->error);
-            QCOMPARE(a.message, e->error.description);
-            QVERIFY2((a.number == UnitFailure) == (e->kind == DriverErrorKind::UnitFailure),
-                     qPrintable(e->error.description));
-        }
-        // The serial port object's errors say whether the unit or the port failed.
-        const QString port = Serial::ErrorSource;
-        QCOMPARE(fromAutomationError({Serial::ErrorTimeout, port, "t"}).number, NoResponse);
-        QCOMPARE(fromAutomationError({Serial::ErrorDevice, port, "d"}).number, PortFailure);
-        QCOMPARE(fromAutomationError({5, "elsewhere", "x"}).number, UnitFailure);
-        QCOMPARE(fromAutomationError({7, "Mivel", ""}).message, "Error 7 from Mivel");
+    // An error the server has never seen (its number, source and words in no list) reaches the
+    // client with the number of its kind alone, and its own words.
+    void anErrorReachesTheClientWithItsKindsNumber_data() {
+        QTest::addColumn<ErrorKind>("kind");
+        QTest::addColumn<int>("number");
+        QTest::newRow("not linked") << ErrorKind::NotLinked << 0x407;
+        QTest::newRow("out of range") << ErrorKind::OutOfRange << 0x401;
+        QTest::newRow("invalid value") << ErrorKind::InvalidValue << 0x401;
+        QTest::newRow("wrong mode") << ErrorKind::WrongMode << 0x40B;
+        QTest::newRow("not known") << ErrorKind::NotKnown << 0x402;
+        QTest::newRow("no answer") << ErrorKind::NoAnswer << 0x500;
+        QTest::newRow("not implemented") << ErrorKind::NotImplemented << 0x400;
+        QTest::newRow("port failure") << ErrorKind::PortFailure << 0x501;
+        QTest::newRow("unavailable") << ErrorKind::Unavailable << 0x502;
+        QTest::newRow("other failure") << ErrorKind::OtherFailure << 0x502;
+    }
+    void anErrorReachesTheClientWithItsKindsNumber() {
+        QFETCH(ErrorKind, kind);
+        QFETCH(int, number);
+        stock();
+        // A number an object of its own might raise (0x400) must not decide the kind either.
+        f->focuser().errors["TempCompCoefficient"] = {kind, 0x400, "Elsewhere", "Raised anew."};
+        const QJsonObject o = f->get("/api/v1/focuser/0/tempcompcoefficient");
+        QCOMPARE(o["ErrorNumber"].toInt(-1), number);
+        QCOMPARE(o["ErrorMessage"].toString(), "Raised anew.");
+    }
+
+    void errorsWithoutWordsAreNamedByNumberAndSource() {
+        QCOMPARE(replyError({ErrorKind::OtherFailure, 7, "Mivel", ""}).message,
+                 "Error 7 from Mivel");
     }
 };
 

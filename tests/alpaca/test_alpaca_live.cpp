@@ -48,17 +48,15 @@ struct LiveRig : TestRig, HttpRig {
                                     o.alpacaPort = 0; // any free one
                                     return o;
                                 }()};
-    QString error;
-    bool listening = server.start(&error);
+    bool listening = !server.start();
 
     quint16 port() const override { return server.port(); }
 
     QString linkPath() const { return dir.filePath(QStringLiteral("unit")); }
     // Plugs the unit in (again) under the same name.
     bool plugIn() {
-        QString why;
-        if (!host.start(linkPath(), &why))
-            qWarning() << why;
+        if (const Status started = host.start(linkPath()))
+            qWarning() << started->description;
         ctx.settings().portDevice = linkPath();
         return host.isRunning();
     }
@@ -189,7 +187,7 @@ private slots:
             QCOMPARE(outcome(api + "disconnect", ""), "0");
             const QJsonObject polled = rig->get(api + "connecting");
             QVERIFY2(!polled["Value"].toBool(), device);
-            QCOMPARE(polled["ErrorMessage"].toString(), errors::LinkCancelled.error.description);
+            QCOMPARE(polled["ErrorMessage"].toString(), errors::LinkCancelled.description);
             QCOMPARE(rig->get(api + "connected")["Value"].toBool(), false);
 
             rig->unit.setSilent(false);
@@ -356,8 +354,7 @@ private slots:
             o.alpacaPort = 0;
             return o;
         }());
-        QString error;
-        QVERIFY(again.start(&error));
+        QCOMPARE(again.start(), Status());
         HttpTestClient c(again.port());
         c.request("GET", "/api/v1/rotator/0/position");
         QCOMPARE(rig->await(c).json()["Value"].toDouble(-1), 60.0);

@@ -222,7 +222,7 @@ private slots:
         QDir().mkpath(QFileInfo(path).absolutePath());
         test::FileSizeLimit full(0);
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("could not save"));
-        QCOMPARE(replaceFile(path, "[HKLM\\K]\n"), QStringLiteral("File too large"));
+        QCOMPARE(describe(replaceFile(path, "[HKLM\\K]\n")), QStringLiteral("File too large"));
         QVERIFY(QDir(QFileInfo(path).absolutePath()).entryList(QDir::Files).isEmpty());
     }
 #endif

@@ -34,7 +34,7 @@ public:
     void setPortName(const QString& name) override { real_->setPortName(name); }
     QString portName() const override { return real_->portName(); }
     void setBaudRate(qint32 baud) override { real_->setBaudRate(baud); }
-    bool open(QString* error) override { return real_->open(error); }
+    Status open() override { return real_->open(); }
     void close() override { real_->close(); }
     bool isOpen() const override { return real_->isOpen(); }
     qint64 write(const QByteArray& data) override {
@@ -102,10 +102,9 @@ struct PtyRig : test::TestRig {
     }
     // Puts the unit on its terminal and points the settings copy at it.
     bool start() {
-        QString why;
         const QString link = dir.filePath(QStringLiteral("unit"));
-        if (!host.start(link, &why)) {
-            qWarning() << why;
+        if (const Status started = host.start(link)) {
+            qWarning() << started->description;
             return false;
         }
         ctx->settings().portDevice = link;

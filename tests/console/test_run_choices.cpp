@@ -51,8 +51,8 @@ struct PtyProgram {
     std::unique_ptr<AppContext> ctx;
 
     PtyProgram() {
-        QString why;
-        QVERIFY2(host.start(tty, &why), qPrintable(why));
+        const Status started = host.start(tty);
+        QVERIFY2(!started, qPrintable(describe(started)));
         auto s = std::make_unique<MemorySettingsStore>();
         auto p = std::make_unique<ScriptedPrompt>();
         store = s.get();

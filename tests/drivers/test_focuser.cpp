@@ -33,7 +33,7 @@ private slots:
         rig.ctx->settings().portDevice = QStringLiteral("/dev/ttyMIVEL");
         rig.ctx->settings().controlConsole = true;
         const qint64 start = rig.now();
-        QCOMPARE(rig.run(focuser.setLink(true)), Status(errors::NoResponseFromFocuser.error));
+        QCOMPARE(rig.run(focuser.setLink(true)), Status(errors::NoResponseFromFocuser));
         QCOMPARE(rig.now() - start, 4 * Focuser::LinkAttemptMs);
         QVERIFY(!focuser.link());
         QVERIFY(rig.serial().connected()); // the port stays open
@@ -77,10 +77,10 @@ private slots:
     void moveChecksThePortAndCompensationAndReleasesTheMotor() {
         DriverRig rig;
         Focuser focuser(*rig.ctx);
-        QCOMPARE(focuser.move(12000), Status(errors::SerialLinkNotEstablished.error));
+        QCOMPARE(focuser.move(12000), Status(errors::SerialLinkNotEstablished));
         rig.openPortAsConsole();
         rig.deliver(":tc 1 ");
-        QCOMPARE(focuser.move(12000), Status(errors::TempCompActive.error));
+        QCOMPARE(focuser.move(12000), Status(errors::TempCompActive));
         QCOMPARE(rig.sent(), QByteArray());
         rig.deliver(":tc 0 ");
         rig.ctx->shared().pendingU0 = true; // the unit reported its motor forced off
@@ -155,11 +155,11 @@ private slots:
         rig.deliver(":sl1 1000 "); // slope 0.01: the unit takes coefficient x slope x 1000
         QCOMPARE(f.setTempCompCoefficient(-3.5f), Status());
         QCOMPARE(f.setTempCompCoefficient(10.0f), Status());
-        QCOMPARE(f.setTempCompCoefficient(10.01f), Status(errors::CoefficientOutOfRange.error));
+        QCOMPARE(f.setTempCompCoefficient(10.01f), Status(errors::CoefficientOutOfRange));
         QCOMPARE(f.setTempCompMovementThreshold(0), Status());
         QCOMPARE(f.setTempCompMovementThreshold(100), Status());
-        QCOMPARE(f.setTempCompMovementThreshold(101), Status(errors::ThresholdOutOfRange.error));
-        QCOMPARE(f.setTempCompMovementThreshold(-1), Status(errors::ThresholdOutOfRange.error));
+        QCOMPARE(f.setTempCompMovementThreshold(101), Status(errors::ThresholdOutOfRange));
+        QCOMPARE(f.setTempCompMovementThreshold(-1), Status(errors::ThresholdOutOfRange));
         QCOMPARE(rig.sent(), QByteArray(" =-35  =100  F0  F100 "));
         QCOMPARE(rig.ctx->shared().tempComp.coefficient, 10.0f);
         QCOMPARE(rig.ctx->shared().tempComp.movementThreshold, 100);
@@ -171,11 +171,11 @@ private slots:
         const qint64 start = rig.now();
         const auto unknown = rig.run(rig.focuser.tempCompCoefficient());
         QCOMPARE(rig.now() - start, Focuser::TempCompWaitMs);
-        QCOMPARE(unknown.error, Status(errors::CoefficientUnavailable.error));
+        QCOMPARE(unknown.error, Status(errors::CoefficientUnavailable));
         QCOMPARE(unknown.value, 0.0f);
         QCOMPARE(rig.sent(), QByteArray(" l l "));
         const auto threshold = rig.run(rig.focuser.tempCompMovementThreshold());
-        QCOMPARE(threshold.error, Status(errors::ThresholdUnavailable.error));
+        QCOMPARE(threshold.error, Status(errors::ThresholdUnavailable));
 
         rig.device->respond = answering(" l ", ":sl1 1000 :of1 -250 :tcc -35 :tcm 7 ");
         const auto known = rig.run(rig.focuser.tempCompCoefficient());

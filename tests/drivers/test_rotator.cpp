@@ -38,7 +38,7 @@ private slots:
         RotatorRig rig;
         rig.ctx->settings().port = 2;
         const qint64 start = rig.now();
-        QCOMPARE(rig.run(rig.rotator.setLink(true)), Status(errors::NoResponseFromMivel.error));
+        QCOMPARE(rig.run(rig.rotator.setLink(true)), Status(errors::NoResponseFromMivel));
         QCOMPARE(rig.now() - start, Rotator::LinkAttempts * Rotator::LinkTickMs);
         QCOMPARE(rig.sent(), QByteArray("! ! ! ! ! ! ! "));
         QVERIFY(!rig.rotator.link());
@@ -49,7 +49,7 @@ private slots:
         QCOMPARE(rig.serial().port(), qint16(1)); // opened at creation, before port 2 was chosen
         QCOMPARE(rig.run(rig.rotator.setLink(false)), Status());
         QVERIFY(!rig.serial().connected());
-        const Status notLinked(errors::RotatorNotLinked.error);
+        const Status notLinked(errors::RotatorNotLinked);
         QCOMPARE(rig.rotator.move(10), notLinked);
         QCOMPARE(rig.rotator.moveAbsolute(10), notLinked);
         QCOMPARE(rig.rotator.goHome(), notLinked);
@@ -62,7 +62,7 @@ private slots:
     // link as the attempt left it.
     void ticksAfterAnAttemptLeaveTheLinkAlone() {
         RotatorRig rig;
-        QCOMPARE(rig.run(rig.rotator.setLink(true)), Status(errors::NoResponseFromMivel.error));
+        QCOMPARE(rig.run(rig.rotator.setLink(true)), Status(errors::NoResponseFromMivel));
         rig.deliver(":! 1 "); // too late
         rig.advance(4 * Rotator::LinkTickMs);
         QVERIFY(!rig.rotator.linked());
@@ -121,7 +121,7 @@ private slots:
         QCOMPARE(rig.rotator.wrapLimit(), 2000);
         QCOMPARE(saved(), QVariant(qint32(2000)));
         rig.store->writes.clear();
-        const Status refused(errors::IllegalWrapLimit.error);
+        const Status refused(errors::IllegalWrapLimit);
         QCOMPARE(rig.rotator.setWrapLimit(2001), refused);
         QCOMPARE(rig.rotator.setWrapLimit(-1), refused);
         QCOMPARE(rig.rotator.setWrapLimit(QStringLiteral("far")), refused);
@@ -133,14 +133,14 @@ private slots:
         rig.store->setProblem(QStringLiteral("disk full"));
         const Status unsaved = rig.rotator.setWrapLimit(90);
         QVERIFY(unsaved && unsaved->description.contains("disk full"));
-        QCOMPARE(errorKind(*unsaved), DriverErrorKind::UnitFailure);
+        QCOMPARE(unsaved->kind, ErrorKind::OtherFailure);
         QCOMPARE(saved(), QVariant(qint32(2000)));
     }
 
     void resetPositionAndPositionLimitRanges() {
         RotatorRig rig;
         Rotator& r = rig.rotator;
-        const Status resetRefused(errors::ResetAngleOutOfRange.error);
+        const Status resetRefused(errors::ResetAngleOutOfRange);
         QCOMPARE(r.resetPosition(360), Status());
         QCOMPARE(r.resetPosition(360.01f), resetRefused);
         QCOMPARE(r.resetPosition(-0.01f), resetRefused);
@@ -148,9 +148,9 @@ private slots:
         // The position limits are only stored. A negative limit that is not a number gets the
         // positive limit's text, as the unit's own software has it.
         QCOMPARE(r.setPosPositionLimit(720), Status());
-        QCOMPARE(r.setPosPositionLimit(720.5), Status(errors::LimitOutOfRange.error));
-        QCOMPARE(r.setNegPositionLimit(1), Status(errors::LimitOutOfRange.error));
-        QCOMPARE(r.setNegPositionLimit(QStringLiteral("x")), Status(errors::LimitNotNumeric.error));
+        QCOMPARE(r.setPosPositionLimit(720.5), Status(errors::LimitOutOfRange));
+        QCOMPARE(r.setNegPositionLimit(1), Status(errors::LimitOutOfRange));
+        QCOMPARE(r.setNegPositionLimit(QStringLiteral("x")), Status(errors::LimitNotNumeric));
         QCOMPARE(rig.sent(), QByteArray());
     }
 
@@ -198,7 +198,7 @@ private slots:
         r.setRecallRotatorPosition(false);
         QCOMPARE(r.unwrap(360), Status());
         QCOMPARE(r.unwrap(QStringLiteral("-360")), Status());
-        QCOMPARE(r.unwrap(QStringLiteral("back")), Status(errors::IllegalUnwrap.error));
+        QCOMPARE(r.unwrap(QStringLiteral("back")), Status(errors::IllegalUnwrap));
         QCOMPARE(rig.sent(), QByteArray("q0 r  i  v  /1  /0  j72000  j-72000 "));
     }
 };

@@ -28,7 +28,7 @@ private slots:
     void linkTakesSevenTicksOrAsksForReadings() {
         TemperatureRig rig;
         const qint64 start = rig.now();
-        QCOMPARE(rig.run(rig.t.setConnected(true)), Status(errors::NoResponseFromMivel.error));
+        QCOMPARE(rig.run(rig.t.setConnected(true)), Status(errors::NoResponseFromMivel));
         QCOMPARE(rig.now() - start, Temperature::LinkAttempts * Temperature::LinkTickMs);
         QCOMPARE(rig.sent(), QByteArray("! ! ! ! ! ! ! "));
         QVERIFY(!rig.t.connected());
@@ -84,18 +84,18 @@ private slots:
     void fanSetters() {
         TemperatureRig rig;
         rig.deliver(":fm 1 ");
-        QCOMPARE(rig.t.setFanSpeed(50), Status(errors::FanNotManual.error));
-        QCOMPARE(rig.t.setFanSpeed(101), Status(errors::FanSpeedOutOfRange.error));
+        QCOMPARE(rig.t.setFanSpeed(50), Status(errors::FanNotManual));
+        QCOMPARE(rig.t.setFanSpeed(101), Status(errors::FanSpeedOutOfRange));
         QCOMPARE(rig.sent(), QByteArray());
         QCOMPARE(rig.t.setFanMode(0), Status());
         QCOMPARE(rig.t.setFanSpeed(50), Status());
         QCOMPARE(rig.t.setFanMode(2), Status());
         QCOMPARE(rig.t.setFanMode(0), Status()); // manual again, at the stored speed
-        QCOMPARE(rig.t.setFanMode(3), Status(errors::FanModeOutOfRange.error));
+        QCOMPARE(rig.t.setFanMode(3), Status(errors::FanModeOutOfRange));
         QCOMPARE(rig.t.setFanAggressiveness(0.1f), Status());
-        QCOMPARE(rig.t.setFanAggressiveness(0.09f), Status(errors::AggressivenessOutOfRange.error));
+        QCOMPARE(rig.t.setFanAggressiveness(0.09f), Status(errors::AggressivenessOutOfRange));
         QCOMPARE(rig.t.setFanDeadband(0.25f), Status());
-        QCOMPARE(rig.t.setFanDeadband(10.5f), Status(errors::DeadbandOutOfRange.error));
+        QCOMPARE(rig.t.setFanDeadband(10.5f), Status(errors::DeadbandOutOfRange));
         QCOMPARE(rig.sent(), QByteArray("y0 y50 n2 y50  g1  O2.5 "));
     }
 
@@ -105,17 +105,17 @@ private slots:
         QCOMPARE(t.setSecondaryHeaterSetpoint(2.5f), Status());
         QCOMPARE(t.setSecondaryHeaterSetpoint(-10), Status());
         QCOMPARE(t.setSecondaryHeaterSetpoint(1e-5f), Status()); // written out, no exponent
-        QCOMPARE(t.setSecondaryHeaterSetpoint(10.5f), Status(errors::SetpointOutOfRange.error));
+        QCOMPARE(t.setSecondaryHeaterSetpoint(10.5f), Status(errors::SetpointOutOfRange));
         QCOMPARE(t.setSecondaryHeaterPower(30), Status());
-        QCOMPARE(t.setSecondaryHeaterPower(-1), Status(errors::HeaterPowerOutOfRange.error));
+        QCOMPARE(t.setSecondaryHeaterPower(-1), Status(errors::HeaterPowerOutOfRange));
         QCOMPARE(t.setSecondaryHeaterMode(1), Status());
-        QCOMPARE(t.setSecondaryHeaterPower(40), Status(errors::HeaterNotManual.error));
+        QCOMPARE(t.setSecondaryHeaterPower(40), Status(errors::HeaterNotManual));
         QCOMPARE(t.setSecondaryHeaterMode(0), Status());
-        QCOMPARE(t.setSecondaryHeaterMode(-1), Status(errors::HeaterModeOutOfRange.error));
+        QCOMPARE(t.setSecondaryHeaterMode(-1), Status(errors::HeaterModeOutOfRange));
         QCOMPARE(t.setDewHeater1Power(0), Status());
         QCOMPARE(t.setDewHeater2Power(100), Status());
-        QCOMPARE(t.setDewHeater1Power(101), Status(errors::Dew1OutOfRange.error));
-        QCOMPARE(t.setDewHeater2Power(-1), Status(errors::Dew2OutOfRange.error));
+        QCOMPARE(t.setDewHeater1Power(101), Status(errors::Dew1OutOfRange));
+        QCOMPARE(t.setDewHeater2Power(-1), Status(errors::Dew2OutOfRange));
         QCOMPARE(rig.sent(), QByteArray("P2.5 P-10 P0.00001 s30 w1 s30 c0 k100 "));
         // The set point goes out as it is and comes back in tenths.
         rig.deliver(":st 25 ");

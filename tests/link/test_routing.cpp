@@ -389,9 +389,9 @@ void RoutingTest::vanishedDeviceIsReopenedOnceItIsBack() {
     rig.clock.advance(5 * LinkHub::ReconnectPollMs);
     QVERIFY(rig.hub.lost());
     QCOMPARE(device.openCount, 1);
-    QString why;
-    QVERIFY(!device.open(&why));
-    QCOMPARE(why, QStringLiteral("/dev/ttyUSB0: No such file or directory"));
+    const Status refused = device.open();
+    QVERIFY(refused);
+    QCOMPARE(refused->description, QStringLiteral("/dev/ttyUSB0: No such file or directory"));
 
     device.plugIn();
     rig.clock.advance(LinkHub::ReconnectPollMs);

@@ -80,6 +80,8 @@ void SerialTest::openingClearsBuffersAndFailedOpeningDoesNot() {
     const auto err = rig.serial.setConnected(true);
     QVERIFY(err);
     QCOMPARE(err->description, QStringLiteral("No such file or directory"));
+    QCOMPARE(err->number, Serial::ErrorDevice);
+    QCOMPARE(err->kind, ErrorKind::PortFailure); // the port failed, not the unit
     QCOMPARE(rig.device->clearCount, 0);
     QVERIFY(!rig.serial.connected());
 
@@ -116,6 +118,7 @@ void SerialTest::receiveTimesOutWithTheHelperError() {
     QVERIFY(!r.ok());
     QCOMPARE(r.error().number, Serial::ErrorTimeout);
     QCOMPARE(r.error().description, QStringLiteral("Timed out waiting for received data."));
+    QCOMPARE(r.error().kind, ErrorKind::NoAnswer); // the unit did not answer
     const auto b = rig.serial.receiveByte();
     QVERIFY(!b.ok());
 }

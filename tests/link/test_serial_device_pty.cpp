@@ -21,8 +21,8 @@ private slots:
         ::close(unit);
         auto device = makeQtSerialDevice();
         device->setPortName(QString::fromLocal8Bit(name));
-        QString error;
-        QVERIFY2(device->open(&error), qPrintable(error));
+        const Status opened = device->open();
+        QVERIFY2(!opened, qPrintable(describe(opened)));
         QSignalSpy lost(device.get(), &SerialDevice::lost);
 
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("serial device .* lost: .*hung up"));

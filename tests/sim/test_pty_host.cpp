@@ -26,8 +26,8 @@ private slots:
         QVERIFY(QFile::link(dir.filePath(QStringLiteral("gone")), link)); // stale: replaced
         SimulatedUnit unit;
         PtyHost host(unit);
-        QString why;
-        QVERIFY2(host.start(link, &why), qPrintable(why));
+        const Status started = host.start(link);
+        QVERIFY2(!started, qPrintable(describe(started)));
         QCOMPARE(QFileInfo(link).symLinkTarget(), host.devicePath());
 
         Serial serial(makeQtSerialDevice());

@@ -20,7 +20,7 @@ private slots:
         SimulatedUnit unit;
         auto device = sim::makeSimDevice(unit);
         QSignalSpy readable(device.get(), &SerialDevice::readyRead);
-        QVERIFY(device->open(nullptr));
+        QCOMPARE(device->open(), Status());
         const QByteArray probe = QByteArray("! ");
         QCOMPARE(device->write(probe), probe.size());
         // Not inside write(): the unit has heard nothing yet.
@@ -36,7 +36,7 @@ private slots:
         SimulatedUnit unit;
         auto device = sim::makeSimDevice(unit);
         QCOMPARE(device->write("! "), -1);
-        QVERIFY(device->open(nullptr));
+        QCOMPARE(device->open(), Status());
         device->write("! ");
         device->clear();
         TestRig::settle();
@@ -67,19 +67,19 @@ private slots:
         SimulatedUnit unit;
         auto device = sim::makeSimDevice(unit);
         QSignalSpy lost(device.get(), &SerialDevice::lost);
-        QVERIFY(device->open(nullptr));
+        QCOMPARE(device->open(), Status());
         unit.setHungUp(true);
         QTRY_COMPARE(lost.count(), 1);
         QVERIFY(!device->isOpen());
         TestRig::settle();
         QCOMPARE(lost.count(), 1);
 
-        QString why;
-        QVERIFY(!device->open(&why));
-        QVERIFY(!why.isEmpty());
+        const Status refused = device->open();
+        QVERIFY(refused && !refused->description.isEmpty());
+        QCOMPARE(refused->kind, ErrorKind::PortFailure);
 
         unit.setHungUp(false);
-        QVERIFY(device->open(nullptr));
+        QCOMPARE(device->open(), Status());
         unit.setHungUp(true);
         QTRY_COMPARE(lost.count(), 2);
     }

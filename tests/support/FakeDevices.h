@@ -35,8 +35,8 @@ public:
     Task<CallResult> call(const QString& m, const QVariantList& args) override;
 
     QMap<QString, QVariant> values;
-    QMap<QString, AutomationError> errors; // recorded by every call of that member
-    QMap<QString, qint64> waitMs;          // how long a member waits before it returns
+    QMap<QString, Error> errors;  // recorded by every call of that member
+    QMap<QString, qint64> waitMs; // how long a member waits before it returns
     QStringList calls;
     int waiting = 0; // calls in their wait now
 

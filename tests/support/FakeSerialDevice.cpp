@@ -4,18 +4,15 @@
 
 namespace mivel::test {
 
-bool FakeSerialDevice::open(QString* error) {
+Status FakeSerialDevice::open() {
     QString why = openError;
     if (why.isEmpty() && !present_)
         why = name_ + QStringLiteral(": No such file or directory");
-    if (!why.isEmpty()) {
-        if (error)
-            *error = why;
-        return false;
-    }
+    if (!why.isEmpty())
+        return programError(ErrorKind::PortFailure, why);
     ++openCount;
     open_ = true;
-    return true;
+    return {};
 }
 
 qint64 FakeSerialDevice::write(const QByteArray& data) {

@@ -29,7 +29,7 @@ public:
     QString portName() const override { return name_; }
     void setBaudRate(qint32 baud) override { baud_ = baud; }
     qint32 baudRate() const { return baud_; }
-    bool open(QString* error) override;
+    Status open() override;
     void close() override { open_ = false; }
     bool isOpen() const override { return open_; }
     qint64 write(const QByteArray& data) override;
