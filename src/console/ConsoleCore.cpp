@@ -38,7 +38,7 @@ bool ConsoleCore::requirePort() {
 }
 
 bool ConsoleCore::confirm(const QString& text) {
-    return ctx.prompt().confirm(text, texts::kMivel);
+    return ctx.prompt().confirm(text, MessageTitle);
 }
 
 void ConsoleCore::inform(const QString& text, const QString& title, Prompt::Icon icon) {

@@ -81,7 +81,7 @@ std::optional<QByteArray> ConsoleJog::focusStep() {
     if (const auto refusal = tempcomp::focusMoveRefusal(core_.ctx.shared().tempComp,
                                                         tempcomp::FocusMoveSource::ConsoleMove)) {
         stop();
-        core_.inform(*refusal, texts::kMivel, Prompt::Icon::Information);
+        core_.inform(*refusal, MessageTitle, Prompt::Icon::Information);
         return std::nullopt;
     }
     return wire::command(Cmd::FocusStep, std::int64_t(jog_->direction) * focus_.focusJogStep());
@@ -92,7 +92,7 @@ std::optional<QByteArray> ConsoleJog::rotatorStep() {
     const auto degrees = wire::toNumber(rotator_.jogText().trimmed().toStdString());
     if (!degrees) {
         stop();
-        core_.inform(kJogStepNotNumber, texts::kMivel, Prompt::Icon::Warning);
+        core_.inform(kJogStepNotNumber, MessageTitle, Prompt::Icon::Warning);
         return std::nullopt;
     }
     const std::int64_t steps =
@@ -113,7 +113,7 @@ std::optional<QByteArray> ConsoleJog::rotatorStep() {
     jog.waitingSince.reset();
     if (!jogKeepsWrapInLimit(rotator_.wrapSteps(), steps, core_.ctx.settings().dornaLimit)) {
         stop();
-        core_.inform(texts::kPastWrapLimit, texts::kMivel, Prompt::Icon::Warning);
+        core_.inform(texts::kPastWrapLimit, MessageTitle, Prompt::Icon::Warning);
         return std::nullopt;
     }
     rotator_.rearmWrapGuard();

@@ -10,7 +10,6 @@ using wire::Cmd;
 using wire::Lead;
 
 namespace {
-using texts::kMivel;
 using texts::kVark;
 const QString kNoAnswer = QStringLiteral("Warning:  Unable to communicate with controller.");
 } // namespace
@@ -90,7 +89,7 @@ void ConsoleLink::onLinkCheck() {
         linkCheckTimer_.start();
         return;
     }
-    inform(kNoAnswer, kMivel, Prompt::Icon::Warning);
+    inform(kNoAnswer, MessageTitle, Prompt::Icon::Warning);
     connector_.serial().setConnected(false); // the controls follow the port
     linkRetries_ = 0;
 }
@@ -100,7 +99,7 @@ void ConsoleLink::showComPort() {
     QString text = QStringLiteral("The current com port is: ") + QString::number(serial.port());
     if (!serial.devicePath().isEmpty())
         text += QStringLiteral(" (") + serial.devicePath() + QLatin1Char(')');
-    inform(text, kMivel, Prompt::Icon::Information);
+    inform(text, MessageTitle, Prompt::Icon::Information);
 }
 
 // --- Polling --------------------------------------------------------------------------------

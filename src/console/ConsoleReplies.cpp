@@ -39,7 +39,7 @@ void ConsoleReplies::handleReceived(std::string_view chunk) {
     while (!core_.pendingAlerts.empty()) {
         const QString text = core_.pendingAlerts.front();
         core_.pendingAlerts.pop_front();
-        core_.inform(text, texts::kMivel, Prompt::Icon::Warning);
+        core_.inform(text, MessageTitle, Prompt::Icon::Warning);
     }
 }
 

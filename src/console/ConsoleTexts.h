@@ -1,11 +1,12 @@
 #pragma once
 
+#include "app/Prompt.h"
+
 #include <QString>
 
 // The titles and warnings more than one part of a console shows.
 namespace mivel::console::texts {
 
-inline const QString kMivel = QStringLiteral("Mivel");
 inline const QString kVark = QStringLiteral("Vark");
 inline const QString kPortNotOpen = QStringLiteral("Error:  The communications port is not open.");
 inline const QString kMustHome = QStringLiteral(

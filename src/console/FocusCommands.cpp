@@ -15,7 +15,6 @@
 
 namespace mivel::console {
 
-using texts::kMivel;
 using wire::Cmd;
 using wire::Lead;
 using wire::Tag;
@@ -54,12 +53,12 @@ FocusCommands::FocusCommands(ConsoleCore& core, ConsoleJog& jog)
 void FocusCommands::goTo() {
     if (core_.readings.forceMotorOff) {
         core_.inform(QStringLiteral("FORCE MOTOR OFF is checked.  Please uncheck to move motor."),
-                     kMivel, Prompt::Icon::Information);
+                     MessageTitle, Prompt::Icon::Information);
         return;
     }
     if (const auto refusal = tempcomp::focusMoveRefusal(core_.ctx.shared().tempComp,
                                                         tempcomp::FocusMoveSource::ConsoleMove)) {
-        core_.inform(*refusal, kMivel, Prompt::Icon::Information);
+        core_.inform(*refusal, MessageTitle, Prompt::Icon::Information);
         return;
     }
     if (!core_.requirePort())
@@ -120,7 +119,7 @@ void FocusCommands::setMirrorSpacing() {
     if (!core_.readings.focusHomed) {
         core_.inform(
             QStringLiteral("You must first set home position before setting ideal mirror spacing."),
-            kMivel, Prompt::Icon::Information);
+            MessageTitle, Prompt::Icon::Information);
         return;
     }
     if (!core_.confirm(QStringLiteral("Set current position for ideal mirror spacing?")))

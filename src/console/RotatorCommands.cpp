@@ -13,7 +13,6 @@
 
 namespace mivel::console {
 
-using texts::kMivel;
 using wire::Cmd;
 using wire::Lead;
 using wire::Tag;
@@ -52,7 +51,7 @@ void RotatorCommands::goTo() {
     const auto move = planRotatorGoto(
         {*target, offsetDeg_, position_, wrap_, settings.dornaLimit, settings.autoReverse});
     if (!move) {
-        core_.inform(texts::kPastWrapLimit, kMivel, Prompt::Icon::Warning);
+        core_.inform(texts::kPastWrapLimit, MessageTitle, Prompt::Icon::Warning);
         return;
     }
     rearmWrapGuard();

@@ -218,9 +218,9 @@ Status Rotator::setWrapLimit(const QVariant& value) {
         writeSetting(ctx_.store(), setting::DornaLimit, limit, SettingsKeyUse::OnlyIfPresent);
     // No settings key means nothing to save into; any other failure is the client's to know.
     if (saved != SettingsStore::Success && saved != SettingsStore::NotFound)
-        return Error{ErrorKind::OtherFailure, 0, QStringLiteral("Mivel"),
-                     QStringLiteral("The wrap limit is in effect but was not saved: ") +
-                         ctx_.store().problem()};
+        return programError(ErrorKind::OtherFailure,
+                            QStringLiteral("The wrap limit is in effect but was not saved: ") +
+                                ctx_.store().problem());
     return {};
 }
 
