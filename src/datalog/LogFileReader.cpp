@@ -1,0 +1,126 @@
+#include "LogFileReader.h"
+
+#include "tempcomp/CsvLines.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QTime>
+
+#include <optional>
+
+namespace mivel::datalog {
+
+namespace {
+
+constexpr qint64 DayMs = 24 * 3600 * 1000;
+
+Error notALog(const QString& why) {
+    return programError(ErrorKind::InvalidValue,
+                        QStringLiteral("This is not a data log file: %1.").arg(why));
+}
+
+std::optional<Series> seriesOfHeading(const QString& heading) {
+    static const std::array<std::pair<const char*, Series>, 6> headings{{
+        {"Ambient", Series::Ambient},
+        {"Primary", Series::Primary},
+        {"Secondary", Series::Secondary},
+        {"Fan Power", Series::FanPower},
+        {"Secondary Power", Series::HeaterPower},
+        {"Focus Position", Series::Focus},
+    }};
+    const QString h = heading.trimmed();
+    for (const auto& [name, series] : headings)
+        if (h.compare(QLatin1String(name), Qt::CaseInsensitive) == 0)
+            return series;
+    return std::nullopt;
+}
+
+// Milliseconds since midnight of the time in a row's first item.
+std::optional<qint64> timeOfDayMs(const QString& text) {
+    static const QRegularExpression clock(
+        QStringLiteral("(\\d{1,2})[:.](\\d{2})[:.](\\d{2})\\s*([AaPp]\\.?[Mm]\\.?)?"));
+    const QRegularExpressionMatch m = clock.match(text);
+    if (!m.hasMatch())
+        return std::nullopt;
+    int hour = m.captured(1).toInt();
+    const QString half = m.captured(4).toUpper();
+    bool pm = half.startsWith(QLatin1Char('P'));
+    // A locale's own words for the afternoon (a time format with "nachm." or similar).
+    const QString pmText = QLocale::system().pmText();
+    if (half.isEmpty() && !pmText.isEmpty() && text.contains(pmText, Qt::CaseInsensitive))
+        pm = true;
+    if (!half.isEmpty() || pm)
+        hour = hour % 12 + (pm ? 12 : 0);
+    const QTime t(hour, m.captured(2).toInt(), m.captured(3).toInt());
+    if (!t.isValid())
+        return std::nullopt;
+    return qint64(t.msecsSinceStartOfDay());
+}
+
+} // namespace
+
+Result<LoadedLog> readDataLog(const QByteArray& data, const QDateTime& lastRowAt) {
+    const std::optional<std::vector<QStringList>> lines = tempcomp::csvLines(data);
+    if (!lines || lines->empty())
+        return notALog(QStringLiteral("it holds no lines of text"));
+    const QStringList& header = lines->front();
+    if (header.isEmpty() || header.front().trimmed() != QLatin1String("Time"))
+        return notALog(QStringLiteral("its first line does not start with \"Time\""));
+
+    LoadedLog log;
+    std::vector<std::optional<Series>> columns;
+    for (qsizetype i = 1; i < header.size(); ++i) {
+        columns.push_back(seriesOfHeading(header[i]));
+        if (columns.back())
+            log.present[std::size_t(*columns.back())] = true;
+    }
+
+    // Times of day, counted on from the first row's day: a step back is the next day.
+    qint64 dayOffset = 0;
+    qint64 previous = -1;
+    for (std::size_t row = 1; row < lines->size(); ++row) {
+        const QStringList& items = (*lines)[row];
+        const std::optional<qint64> t = items.isEmpty() ? std::nullopt : timeOfDayMs(items[0]);
+        if (!t) {
+            ++log.skippedRows;
+            continue;
+        }
+        if (previous >= 0 && *t < previous)
+            dayOffset += DayMs;
+        previous = *t;
+        HistoryPoint p;
+        p.atMs = dayOffset + *t;
+        p.values.fill(NAN);
+        for (std::size_t c = 0; c < columns.size() && c + 1 < std::size_t(items.size()); ++c) {
+            bool ok = false;
+            const double v = QLocale::c().toDouble(items[qsizetype(c + 1)].trimmed(), &ok);
+            if (columns[c] && ok)
+                p.values[std::size_t(*columns[c])] = float(v);
+        }
+        log.points.push_back(p);
+    }
+    if (log.points.empty())
+        return log;
+
+    // Place the last row on the last change's day, or the day before when it would be later.
+    const qint64 lastChange = lastRowAt.toMSecsSinceEpoch();
+    const QDateTime midnight = lastRowAt.date().startOfDay();
+    qint64 base = midnight.toMSecsSinceEpoch() - (log.points.back().atMs - log.points.back().atMs % DayMs);
+    if (base + log.points.back().atMs > lastChange + 60'000)
+        base -= DayMs;
+    for (HistoryPoint& p : log.points)
+        p.atMs += base;
+    return log;
+}
+
+Result<LoadedLog> readDataLogFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return programError(ErrorKind::Unavailable, QStringLiteral("%1 cannot be read (%2).")
+                                                        .arg(path, file.errorString()));
+    return readDataLog(file.readAll(), QFileInfo(path).lastModified());
+}
+
+} // namespace mivel::datalog
