@@ -32,7 +32,9 @@ void LiveReadings::onValue(std::string_view tag, std::string_view value) {
     const std::optional<double> number = wire::toNumber(value);
     if (!number)
         return;
-    const double v = wire::displayValue(info->tag, *number);
+    // Hundredths of a degree are divided, not multiplied by 0.01: 5012 is 50.12, not
+    // 50.120000000000005, in the file's shortest exact form.
+    const double v = *number / 100.0;
     switch (info->tag) {
     case Tag::Ambient:
         latest_.ambient = v;
@@ -47,13 +49,13 @@ void LiveReadings::onValue(std::string_view tag, std::string_view value) {
         latest_.electronics = v;
         break;
     case Tag::FanPower:
-        latest_.fanPower = v;
+        latest_.fanPower = *number;
         return;
     case Tag::HeaterPower:
-        latest_.heaterPower = v;
+        latest_.heaterPower = *number;
         return;
     case Tag::FocusActual:
-        latest_.focusPosition = v;
+        latest_.focusPosition = *number;
         return;
     default:
         return;
