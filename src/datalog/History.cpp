@@ -1,5 +1,6 @@
 #include "History.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace mivel::datalog {
@@ -41,22 +42,27 @@ void History::Ring::flushBucket() {
     if (bucketStart < 0)
         return;
     HistoryPoint mean;
-    // The mean is placed in the middle of its bucket.
-    mean.atMs = bucketStart + level.bucketMs / 2;
+    // The mean stands at the mean time of its readings, never before the first of them.
+    mean.atMs = qint64(std::llround(timeSum / timeCount));
     for (int s = 0; s < SeriesCount; ++s)
         mean.values[s] = counts[s] > 0 ? float(sums[s] / counts[s]) : NAN;
     push(mean);
     sums.fill(0);
     counts.fill(0);
+    timeSum = 0;
+    timeCount = 0;
     bucketStart = -1;
 }
 
 void History::Ring::add(const HistoryPoint& p) {
     if (level.bucketMs == 0) {
-        if (count > 0 && p.atMs - last().atMs < MinSpacingMs)
+        // Readings within one poll of the point's first reading replace it.
+        if (count > 0 && p.atMs - slotStart < MinSpacingMs) {
             last() = p;
-        else
+        } else {
             push(p);
+            slotStart = p.atMs;
+        }
         return;
     }
     const qint64 bucket = p.atMs - p.atMs % level.bucketMs;
@@ -64,6 +70,8 @@ void History::Ring::add(const HistoryPoint& p) {
         flushBucket();
         bucketStart = bucket;
     }
+    timeSum += double(p.atMs);
+    ++timeCount;
     for (int s = 0; s < SeriesCount; ++s) {
         if (std::isnan(p.values[s]))
             continue;
@@ -92,10 +100,12 @@ std::vector<HistoryPoint> History::since(qint64 fromMs) const {
     // The bucket still being averaged is the newest stretch of a coarse ring: the finest ring
     // supplies it, so the view reaches the present.
     if (chosen != &rings_.front()) {
-        const qint64 after = out.empty() ? fromMs : out.back().atMs + chosen->level.bucketMs / 2;
+        const qint64 after = chosen->bucketStart >= 0 ? chosen->bucketStart
+                             : out.empty()            ? fromMs
+                                                      : out.back().atMs + 1;
         const Ring& fine = rings_.front();
         for (std::size_t i = 0; i < fine.count; ++i)
-            if (fine.at(i).atMs >= after)
+            if (fine.at(i).atMs >= std::max(after, fromMs))
                 out.push_back(fine.at(i));
     }
     return out;

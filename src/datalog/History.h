@@ -64,8 +64,11 @@ private:
         std::size_t start = 0;            // the oldest point
         std::size_t count = 0;
         bool dropped = false; // the ring has let points go: it no longer reaches the start
+        qint64 slotStart = -1; // the first reading of the newest point (every-reading ring)
         // The bucket being averaged.
         qint64 bucketStart = -1;
+        double timeSum = 0;
+        int timeCount = 0;
         std::array<double, SeriesCount> sums{};
         std::array<int, SeriesCount> counts{};
 
