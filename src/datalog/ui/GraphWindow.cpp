@@ -34,6 +34,27 @@ bool isTemperature(Series s) {
            s == Series::Electronics;
 }
 
+// One colour per series, the same whichever are shown.
+QColor seriesColour(Series s) {
+    switch (s) {
+    case Series::Ambient:
+        return QColor(31, 119, 180);
+    case Series::Primary:
+        return QColor(44, 160, 44);
+    case Series::Secondary:
+        return QColor(255, 127, 14);
+    case Series::Electronics:
+        return QColor(148, 103, 189);
+    case Series::FanPower:
+        return QColor(140, 86, 75);
+    case Series::HeaterPower:
+        return QColor(214, 39, 40);
+    case Series::Focus:
+        return QColor(90, 90, 90);
+    }
+    return {};
+}
+
 QString seriesName(const SeriesInfo& info) {
     return QStringLiteral("%1 (%2)").arg(QLatin1String(info.name), QLatin1String(info.unit));
 }
@@ -111,6 +132,7 @@ void GraphWindow::buildChart() {
     for (const SeriesInfo& info : allSeries()) {
         auto* line = new QLineSeries;
         line->setName(seriesName(info));
+        line->setPen(QPen(seriesColour(info.series), 2));
         chart->addSeries(line);
         line->attachAxis(timeAxis_);
         line->attachAxis(isTemperature(info.series) ? temperatureAxis_
@@ -183,8 +205,10 @@ void GraphWindow::fitAxes() {
             }
         }
         axis->setVisible(any);
-        if (any && lo <= hi)
+        if (any && lo <= hi) {
             axis->setRange(std::floor(lo - pad), std::ceil(hi + pad));
+            axis->applyNiceNumbers();
+        }
     };
     span({Series::Ambient, Series::Primary, Series::Secondary, Series::Electronics},
          temperatureAxis_, 0.5);

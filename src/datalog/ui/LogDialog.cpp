@@ -29,11 +29,13 @@ LogDialog::LogDialog(DataLog& log, Prompt& prompt, const QString& defaultFile, Q
     , setup_(log, prompt)
     , chooseFile_(chooseWithDialog) {
     ui_->setupUi(this);
-    ui_->UpDown1->setRange(LogSetup::MinIntervalS, LogSetup::MaxIntervalS);
+    // A scroll bar's upper arrow counts down: the spinner holds the interval negated, so that
+    // its upper arrow lengthens the interval as a spinner's does.
+    ui_->UpDown1->setRange(-LogSetup::MaxIntervalS, -LogSetup::MinIntervalS);
     const LogPlan& last = log.plan();
     const bool used = last.intervalS > 0;
     const int interval = used ? last.intervalS : LogSetup::DefaultIntervalS;
-    ui_->UpDown1->setValue(interval);
+    ui_->UpDown1->setValue(-interval);
     ui_->txtInterval->setText(QString::number(interval));
     ui_->txtFileName->setText(used ? last.file : defaultFile);
     if (used)
@@ -42,7 +44,7 @@ LogDialog::LogDialog(DataLog& log, Prompt& prompt, const QString& defaultFile, Q
                 ->setChecked(last.columns[std::size_t(c.column)]);
 
     connect(ui_->UpDown1, &QScrollBar::valueChanged, this,
-            [this](int v) { ui_->txtInterval->setText(QString::number(v)); });
+            [this](int v) { ui_->txtInterval->setText(QString::number(-v)); });
     connect(ui_->txtInterval, &QLineEdit::textEdited, this, &LogDialog::onIntervalEdited);
     connect(ui_->cmdBrowse, &QPushButton::clicked, this, &LogDialog::onBrowse);
     connect(ui_->cmdStart, &QPushButton::clicked, this, &LogDialog::onStart);
@@ -64,7 +66,7 @@ void LogDialog::onIntervalEdited(const QString& text) {
     const int v = text.trimmed().toInt(&ok);
     if (ok && v >= LogSetup::MinIntervalS && v <= LogSetup::MaxIntervalS) {
         const QSignalBlocker quiet(ui_->UpDown1);
-        ui_->UpDown1->setValue(v);
+        ui_->UpDown1->setValue(-v);
     }
 }
 
