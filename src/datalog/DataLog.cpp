@@ -146,8 +146,8 @@ void DataLog::failWriting(const QString& reason) {
 void DataLog::onConsoleClosing(Prompt& prompt) {
     if (!active_)
         return;
-    const Prompt::Answer keep =
-        prompt.ask(texts::KeepLogging, MessageTitle, Prompt::Icon::Question, Prompt::Buttons::YesNo);
+    const Prompt::Answer keep = prompt.ask(texts::KeepLogging, MessageTitle, Prompt::Icon::Question,
+                                           Prompt::Buttons::YesNo);
     if (keep == Prompt::Answer::No)
         stop();
 }

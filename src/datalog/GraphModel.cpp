@@ -2,7 +2,6 @@
 
 #include <QStringList>
 
-
 #include <algorithm>
 #include <cmath>
 
@@ -22,8 +21,8 @@ const std::array<SeriesInfo, SeriesCount> Infos{{
 
 QString valueText(Series s, float v) {
     const SeriesInfo& info = seriesInfo(s);
-    const QString number = s == Series::Ambient || s == Series::Primary ||
-                                   s == Series::Secondary || s == Series::Electronics
+    const QString number = s == Series::Ambient || s == Series::Primary || s == Series::Secondary ||
+                                   s == Series::Electronics
                                ? QString::number(double(v), 'f', 1)
                                : QString::number(qint64(std::llround(v)));
     const QString unit = QLatin1String(info.unit);
@@ -134,7 +133,8 @@ QString GraphModel::readout(qint64 atMs) const {
                                [](const HistoryPoint& p, qint64 t) { return p.atMs < t; });
     if (it == points_.end() || (it != points_.begin() && atMs - (it - 1)->atMs < it->atMs - atMs))
         --it;
-    QStringList items{QDateTime::fromMSecsSinceEpoch(it->atMs).toString(QStringLiteral("HH:mm:ss"))};
+    QStringList items{
+        QDateTime::fromMSecsSinceEpoch(it->atMs).toString(QStringLiteral("HH:mm:ss"))};
     for (const SeriesInfo& info : Infos) {
         const float v = it->values[std::size_t(info.series)];
         if (shown(info.series) && available(info.series) && !std::isnan(v))

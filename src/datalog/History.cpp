@@ -8,8 +8,8 @@ namespace mivel::datalog {
 HistoryPoint pointOf(qint64 atMs, const Reading& r) {
     HistoryPoint p;
     p.atMs = atMs;
-    p.values = {float(r.ambient),     float(r.primary),     float(r.secondary),
-                float(r.electronics), float(r.fanPower),    float(r.heaterPower),
+    p.values = {float(r.ambient),      float(r.primary),  float(r.secondary),
+                float(r.electronics),  float(r.fanPower), float(r.heaterPower),
                 float(r.focusPosition)};
     return p;
 }

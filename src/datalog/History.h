@@ -38,9 +38,9 @@ public:
     // One reading per poll at most: readings closer than this to the last point replace it.
     static constexpr qint64 MinSpacingMs = 250;
     static constexpr std::array<Level, 3> Levels{{
-        {0, 4000},      // 4 readings a second for 16 minutes; far longer at slower rates
-        {5000, 4400},   // 6 hours and a little more
-        {30000, 2900},  // 24 hours and a little more
+        {0, 4000},     // 4 readings a second for 16 minutes; far longer at slower rates
+        {5000, 4400},  // 6 hours and a little more
+        {30000, 2900}, // 24 hours and a little more
     }};
     static std::size_t capacity();
 
@@ -63,7 +63,7 @@ private:
         std::vector<HistoryPoint> points; // allocated once, to capacity
         std::size_t start = 0;            // the oldest point
         std::size_t count = 0;
-        bool dropped = false; // the ring has let points go: it no longer reaches the start
+        bool dropped = false;  // the ring has let points go: it no longer reaches the start
         qint64 slotStart = -1; // the first reading of the newest point (every-reading ring)
         // The bucket being averaged.
         qint64 bucketStart = -1;
@@ -72,14 +72,14 @@ private:
         std::array<double, SeriesCount> sums{};
         std::array<int, SeriesCount> counts{};
 
-        const HistoryPoint& at(std::size_t i) const {
-            return points[(start + i) % points.size()];
-        }
+        const HistoryPoint& at(std::size_t i) const { return points[(start + i) % points.size()]; }
         HistoryPoint& last() { return points[(start + count - 1) % points.size()]; }
         void push(const HistoryPoint& p);
         void add(const HistoryPoint& p);
         void flushBucket();
-        bool reaches(qint64 fromMs) const { return !dropped || (count > 0 && at(0).atMs <= fromMs); }
+        bool reaches(qint64 fromMs) const {
+            return !dropped || (count > 0 && at(0).atMs <= fromMs);
+        }
     };
 
     std::array<Ring, Levels.size()> rings_;

@@ -16,9 +16,8 @@ LiveReadings::LiveReadings(LinkHub& hub, QObject* parent)
 
 void LiveReadings::onChunk(std::string_view chunk) {
     temperaturesInChunk_ = false;
-    tokeniser_.feed(chunk, [this](std::string_view tag, std::string_view value) {
-        onValue(tag, value);
-    });
+    tokeniser_.feed(chunk,
+                    [this](std::string_view tag, std::string_view value) { onValue(tag, value); });
     if (temperaturesInChunk_) {
         lastTemperatureMs_ = clock_.nowMs();
         emit temperaturesRead();

@@ -16,12 +16,12 @@ namespace mivel::datalog {
 // reported yet is NaN.
 struct Reading {
     static constexpr double Unknown = std::numeric_limits<double>::quiet_NaN();
-    double ambient = Unknown;     // :t1, degrees Fahrenheit
-    double primary = Unknown;     // :t2
-    double secondary = Unknown;   // :t3
-    double electronics = Unknown; // :t7
-    double fanPower = Unknown;    // :fs, percent
-    double heaterPower = Unknown; // :ss, secondary heater, percent
+    double ambient = Unknown;       // :t1, degrees Fahrenheit
+    double primary = Unknown;       // :t2
+    double secondary = Unknown;     // :t3
+    double electronics = Unknown;   // :t7
+    double fanPower = Unknown;      // :fs, percent
+    double heaterPower = Unknown;   // :ss, secondary heater, percent
     double focusPosition = Unknown; // :a, counts
 };
 

@@ -29,8 +29,8 @@ QString intervalText(const QJsonValue& v) {
 Result<ColumnSet> columnsOf(const QJsonValue& v) {
     ColumnSet columns{};
     if (!v.isArray() && !v.isUndefined())
-        return invalid(QStringLiteral("Columns must be a list of column names: %1")
-                           .arg(allCaptions()));
+        return invalid(
+            QStringLiteral("Columns must be a list of column names: %1").arg(allCaptions()));
     for (const QJsonValue& item : v.toArray()) {
         const std::optional<LogColumn> c = columnByCaption(item.toString());
         if (!c)

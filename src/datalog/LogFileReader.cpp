@@ -107,7 +107,8 @@ Result<LoadedLog> readDataLog(const QByteArray& data, const QDateTime& lastRowAt
     // Place the last row on the last change's day, or the day before when it would be later.
     const qint64 lastChange = lastRowAt.toMSecsSinceEpoch();
     const QDateTime midnight = lastRowAt.date().startOfDay();
-    qint64 base = midnight.toMSecsSinceEpoch() - (log.points.back().atMs - log.points.back().atMs % DayMs);
+    qint64 base =
+        midnight.toMSecsSinceEpoch() - (log.points.back().atMs - log.points.back().atMs % DayMs);
     if (base + log.points.back().atMs > lastChange + 60'000)
         base -= DayMs;
     for (HistoryPoint& p : log.points)
@@ -118,8 +119,9 @@ Result<LoadedLog> readDataLog(const QByteArray& data, const QDateTime& lastRowAt
 Result<LoadedLog> readDataLogFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return programError(ErrorKind::Unavailable, QStringLiteral("%1 cannot be read (%2).")
-                                                        .arg(path, file.errorString()));
+        return programError(
+            ErrorKind::Unavailable,
+            QStringLiteral("%1 cannot be read (%2).").arg(path, file.errorString()));
     return readDataLog(file.readAll(), QFileInfo(path).lastModified());
 }
 

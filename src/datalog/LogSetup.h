@@ -29,9 +29,7 @@ public:
     bool start(const QString& intervalText, const ColumnSet& columns, const QString& file);
 
     // The file filter and default extension of the save dialog.
-    static QString fileFilter() {
-        return QStringLiteral("Text Files (*.csv);;All Files (*.*)");
-    }
+    static QString fileFilter() { return QStringLiteral("Text Files (*.csv);;All Files (*.*)"); }
     static QString defaultSuffix() { return QStringLiteral("txt"); }
 
 private:

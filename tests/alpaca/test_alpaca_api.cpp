@@ -299,13 +299,16 @@ private slots:
         const QStringList actions =
             f->get("/api/v1/switch/0/supportedactions")["Value"].toVariant().toStringList();
         QVERIFY(actions.contains("StartLog") && actions.contains("FanMode"));
-        QVERIFY(!f->get("/api/v1/focuser/0/supportedactions")["Value"].toVariant().toStringList()
+        QVERIFY(!f->get("/api/v1/focuser/0/supportedactions")["Value"]
+                     .toVariant()
+                     .toStringList()
                      .contains("StartLog"));
         const QJsonObject started =
             f->put("/api/v1/switch/0/action", "Action=startlog&Parameters=%7B%22File%22%7D");
         QCOMPARE(started["Value"].toString(), QStringLiteral("{\"Active\":true}"));
         QCOMPARE(started["ErrorNumber"].toInt(), 0);
-        const QJsonObject refused = f->put("/api/v1/switch/0/action", "Action=StartLog&Parameters=");
+        const QJsonObject refused =
+            f->put("/api/v1/switch/0/action", "Action=StartLog&Parameters=");
         QCOMPARE(refused["ErrorNumber"].toInt(), 0x401);
         QCOMPARE(refused["ErrorMessage"].toString(), QStringLiteral("Invalid interval"));
         QCOMPARE(heard, (QStringList{"{\"File\"}", ""}));

@@ -108,11 +108,10 @@ private slots:
         QTest::addColumn<ColumnSet>("columns");
         QTest::addColumn<QByteArray>("header");
         QTest::newRow("all") << AllColumns << AllHeader;
-        QTest::newRow("focus only") << only({LogColumn::FocusPosition})
-                                    << QByteArray("\"Time\",\"Focus Position\"\r\n");
-        QTest::newRow("fixed order")
-            << only({LogColumn::SecondaryPower, LogColumn::Ambient})
-            << QByteArray("\"Time\",\"Ambient \",\"Secondary Power\"\r\n");
+        QTest::newRow("focus only")
+            << only({LogColumn::FocusPosition}) << QByteArray("\"Time\",\"Focus Position\"\r\n");
+        QTest::newRow("fixed order") << only({LogColumn::SecondaryPower, LogColumn::Ambient})
+                                     << QByteArray("\"Time\",\"Ambient \",\"Secondary Power\"\r\n");
     }
     void headerHasItsExactBlanks() {
         QFETCH(ColumnSet, columns);
@@ -157,13 +156,14 @@ private slots:
         QTest::newRow("zero") << "0" << AllColumns << ok << "Invalid Interval";
         QTest::newRow("negative") << "-5" << AllColumns << ok << "Invalid Interval";
         QTest::newRow("under half a second") << "0.4" << AllColumns << ok << "Invalid Interval";
-        QTest::newRow("no column") << "5" << ColumnSet{} << ok
-                                   << "No parameters have selected for logging.";
-        QTest::newRow("interval before columns") << "abc" << ColumnSet{} << ok
-                                                 << "Invalid interval";
+        QTest::newRow("no column")
+            << "5" << ColumnSet{} << ok << "No parameters have selected for logging.";
+        QTest::newRow("interval before columns")
+            << "abc" << ColumnSet{} << ok << "Invalid interval";
         QTest::newRow("no folder") << "5" << AllColumns << "missing/x.csv"
                                    << "Error opening log file.";
-        QTest::newRow("no name") << "5" << AllColumns << "" << "Error opening log file.";
+        QTest::newRow("no name") << "5" << AllColumns << ""
+                                 << "Error opening log file.";
     }
     void refusalsShowTheirMessage() {
         QFETCH(QString, interval);
@@ -218,7 +218,8 @@ private slots:
         // A new start replaces the content of its file, and may follow a stop at once.
         QVERIFY(!rig.log().start(plan(file, 2, only({LogColumn::Primary}))));
         rig.advance(2000);
-        QCOMPARE(DataLogRig::contents(file), QByteArray("\"Time\",\"Primary \"\r\n\"t=1017\",50.12\r\n"));
+        QCOMPARE(DataLogRig::contents(file),
+                 QByteArray("\"Time\",\"Primary \"\r\n\"t=1017\",50.12\r\n"));
     }
 
     void aFileThatCannotBeWrittenStopsTheLog() {
@@ -287,10 +288,10 @@ private slots:
             qFatal("no action %s", name);
         };
         const QString file = rig.path("script.csv");
-        const Result<QString> started = run(
-            "StartLog", QStringLiteral("{\"File\":\"%1\",\"Interval\":1,\"Columns\":"
-                                       "[\"focus position\",\"Ambient Temperature\"]}")
-                            .arg(file));
+        const Result<QString> started =
+            run("StartLog", QStringLiteral("{\"File\":\"%1\",\"Interval\":1,\"Columns\":"
+                                           "[\"focus position\",\"Ambient Temperature\"]}")
+                                .arg(file));
         QVERIFY(started);
         QCOMPARE(statusOf(started)[QStringLiteral("Active")], true);
         QCOMPARE(statusOf(started)[QStringLiteral("Columns")],
@@ -312,17 +313,18 @@ private slots:
         const QString cols = QStringLiteral("\"Columns\":[\"Fan Power\"]");
         QTest::newRow("letters") << "{\"File\":\"@\",\"Interval\":\"abc\"," + cols + "}"
                                  << "Invalid interval" << ErrorKind::InvalidValue;
-        QTest::newRow("no interval") << "{\"File\":\"@\"," + cols + "}" << "Invalid interval"
-                                     << ErrorKind::InvalidValue;
+        QTest::newRow("no interval") << "{\"File\":\"@\"," + cols + "}"
+                                     << "Invalid interval" << ErrorKind::InvalidValue;
         QTest::newRow("zero") << "{\"File\":\"@\",\"Interval\":0," + cols + "}"
                               << "Invalid Interval" << ErrorKind::InvalidValue;
-        QTest::newRow("no columns") << "{\"File\":\"@\",\"Interval\":5,\"Columns\":[]}"
-                                    << "No parameters have selected for logging."
-                                    << ErrorKind::InvalidValue;
-        QTest::newRow("no file") << "{\"Interval\":5," + cols + "}" << "Error opening log file."
-                                 << ErrorKind::Unavailable;
-        QTest::newRow("not json") << "File=x" << "StartLog takes a JSON object with File, "
-                                                 "Interval and Columns"
+        QTest::newRow("no columns")
+            << "{\"File\":\"@\",\"Interval\":5,\"Columns\":[]}"
+            << "No parameters have selected for logging." << ErrorKind::InvalidValue;
+        QTest::newRow("no file") << "{\"Interval\":5," + cols + "}"
+                                 << "Error opening log file." << ErrorKind::Unavailable;
+        QTest::newRow("not json") << "File=x"
+                                  << "StartLog takes a JSON object with File, "
+                                     "Interval and Columns"
                                   << ErrorKind::InvalidValue;
     }
     void actionsRefuseWithTheSetupMessages() {
@@ -343,8 +345,8 @@ private slots:
         const Result<QString> answer = logActions(rig.log())[0].run(
             QStringLiteral("{\"File\":\"x\",\"Interval\":5,\"Columns\":[\"Humidity\"]}"));
         QVERIFY(!answer);
-        QVERIFY(answer.error().description.startsWith(
-            QStringLiteral("Unknown column \"Humidity\": the columns are \"Ambient Temperature\"")));
+        QVERIFY(answer.error().description.startsWith(QStringLiteral(
+            "Unknown column \"Humidity\": the columns are \"Ambient Temperature\"")));
     }
 };
 

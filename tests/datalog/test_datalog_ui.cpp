@@ -97,9 +97,9 @@ private slots:
         LogDialog dialog(rig.log(), *rig.prompt, rig.path("datalog.csv"));
         QCOMPARE(dialog.windowTitle(), QStringLiteral("Data Logging Setup"));
         const std::pair<const char*, const char*> boxes[] = {
-            {"chkAmbient", "Ambient Temperature"},   {"chkPrimary", "Primary Temperature"},
+            {"chkAmbient", "Ambient Temperature"},     {"chkPrimary", "Primary Temperature"},
             {"chkSecondary", "Secondary Temperature"}, {"chkFanPower", "Fan Power"},
-            {"chkSecPower", "Secondary Power"},      {"chkFocusPosition", "Focus Position"}};
+            {"chkSecPower", "Secondary Power"},        {"chkFocusPosition", "Focus Position"}};
         for (const auto& [name, caption] : boxes)
             QCOMPARE(child<QCheckBox>(dialog, name)->text(), QLatin1String(caption));
         QCOMPARE(child<QLabel>(dialog, "lblInterval")->text(), "Sample Interval (sec)");
@@ -172,8 +172,8 @@ private slots:
         QVERIFY(seriesNamed(graph, "Fan power")->isVisible());
         QCOMPARE(seriesNamed(graph, "Fan power")->name(), QStringLiteral("Fan power (%)"));
         // Temperatures on an axis in degrees Fahrenheit that holds them all.
-        auto* temperatures = static_cast<QValueAxis*>(
-            seriesNamed(graph, "Ambient")->attachedAxes().at(1));
+        auto* temperatures =
+            static_cast<QValueAxis*>(seriesNamed(graph, "Ambient")->attachedAxes().at(1));
         QCOMPARE(temperatures->titleText(), QStringLiteral("Temperature (F)"));
         QVERIFY(temperatures->min() <= 41.5 && temperatures->max() >= 71);
 

@@ -135,7 +135,8 @@ private slots:
         const QString time = QDateTime::fromMSecsSinceEpoch(Start + 10000).toString("HH:mm:ss");
         QCOMPARE(model.readout(Start + 6000), time + "   Ambient 48.5 F");
         model.setShown(Series::Focus, true);
-        QVERIFY(model.readout(Start + 4000).endsWith("Ambient 50.0 F   Focus position 12000 counts"));
+        QVERIFY(
+            model.readout(Start + 4000).endsWith("Ambient 50.0 F   Focus position 12000 counts"));
         QVERIFY(model.readout(Start + 99999).startsWith(time));
     }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "console/ConsoleDialogs.h"
-#include "console/ConsoleLink.h"
 #include "console/ConsoleLifetime.h"
+#include "console/ConsoleLink.h"
 #include "link/PortList.h"
 
 #include "app/AppContext.h"

@@ -135,7 +135,7 @@ void GraphWindow::buildChart() {
         line->setPen(QPen(seriesColour(info.series), 2));
         chart->addSeries(line);
         line->attachAxis(timeAxis_);
-        line->attachAxis(isTemperature(info.series) ? temperatureAxis_
+        line->attachAxis(isTemperature(info.series)     ? temperatureAxis_
                          : info.series == Series::Focus ? focusAxis_
                                                         : powerAxis_);
         series_[std::size_t(info.series)] = line;
@@ -185,11 +185,12 @@ void GraphWindow::redraw() {
 }
 
 void GraphWindow::fitAxes() {
-    timeAxis_->setRange(QDateTime::fromMSecsSinceEpoch(model_.fromMs()),
-                        QDateTime::fromMSecsSinceEpoch(std::max(model_.toMs(), model_.fromMs() + 1000)));
+    timeAxis_->setRange(
+        QDateTime::fromMSecsSinceEpoch(model_.fromMs()),
+        QDateTime::fromMSecsSinceEpoch(std::max(model_.toMs(), model_.fromMs() + 1000)));
     const qint64 spanMs = model_.toMs() - model_.fromMs();
     timeAxis_->setFormat(spanMs > 2 * 24 * 3600 * 1000LL ? QStringLiteral("dd.MM HH:mm")
-                                                          : QStringLiteral("HH:mm"));
+                                                         : QStringLiteral("HH:mm"));
     // Each value axis spans what its shown series hold, and is hidden when none is shown.
     auto span = [this](std::initializer_list<Series> which, QValueAxis* axis, double pad) {
         double lo = std::numeric_limits<double>::max();
@@ -239,7 +240,8 @@ bool GraphWindow::openLog(const QString& path) {
     }
     const qsizetype rows = qsizetype(log.value().points.size());
     model_.showFile(log.value(), QFileInfo(path).fileName());
-    ui_->lblSource->setText(QStringLiteral("Data log %1, %2 rows").arg(model_.fileName()).arg(rows));
+    ui_->lblSource->setText(
+        QStringLiteral("Data log %1, %2 rows").arg(model_.fileName()).arg(rows));
     ui_->cboPeriod->setEnabled(false);
     ui_->cmdLive->setEnabled(true);
     onSeriesToggled();
