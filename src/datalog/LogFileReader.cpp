@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-#include <QRegularExpression>
 #include <QTime>
 
 #include <optional>
@@ -37,26 +36,48 @@ std::optional<Series> seriesOfHeading(const QString& heading) {
     return std::nullopt;
 }
 
-// Milliseconds since midnight of the time in a row's first item.
+// Two digits of a clock at i (one for the hour), or -1.
+int clockField(const QString& t, qsizetype i, bool hour) {
+    if (i >= t.size() || !t[i].isDigit())
+        return -1;
+    int v = t[i].digitValue();
+    if (i + 1 < t.size() && t[i + 1].isDigit())
+        return v * 10 + t[i + 1].digitValue();
+    return hour ? v : -1;
+}
+
+// Milliseconds since midnight of the first H:MM:SS (or H.MM.SS) in a row's first item, with an
+// AM or PM after it, or the locale's own word for the afternoon anywhere. Scanned by hand: a
+// night's log has tens of thousands of rows.
 std::optional<qint64> timeOfDayMs(const QString& text) {
-    static const QRegularExpression clock(
-        QStringLiteral("(\\d{1,2})[:.](\\d{2})[:.](\\d{2})\\s*([AaPp]\\.?[Mm]\\.?)?"));
-    const QRegularExpressionMatch m = clock.match(text);
-    if (!m.hasMatch())
-        return std::nullopt;
-    int hour = m.captured(1).toInt();
-    const QString half = m.captured(4).toUpper();
-    bool pm = half.startsWith(QLatin1Char('P'));
-    // A locale's own words for the afternoon (a time format with "nachm." or similar).
-    const QString pmText = QLocale::system().pmText();
-    if (half.isEmpty() && !pmText.isEmpty() && text.contains(pmText, Qt::CaseInsensitive))
-        pm = true;
-    if (!half.isEmpty() || pm)
-        hour = hour % 12 + (pm ? 12 : 0);
-    const QTime t(hour, m.captured(2).toInt(), m.captured(3).toInt());
-    if (!t.isValid())
-        return std::nullopt;
-    return qint64(t.msecsSinceStartOfDay());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (!text[i].isDigit() || (i > 0 && text[i - 1].isDigit()))
+            continue;
+        const int hour = clockField(text, i, true);
+        if (hour < 0)
+            continue;
+        const qsizetype h = i + ((i + 1 < text.size() && text[i + 1].isDigit()) ? 2 : 1);
+        if (h + 3 >= text.size())
+            return std::nullopt;
+        const QChar sep = text[h];
+        if ((sep != QLatin1Char(':') && sep != QLatin1Char('.')) || text[h + 3] != sep)
+            continue;
+        const int minute = clockField(text, h + 1, false);
+        const int second = clockField(text, h + 4, false);
+        if (minute < 0 || second < 0)
+            continue;
+        const QString rest = text.mid(h + 6).trimmed().toUpper();
+        static const QString pmText = QLocale::system().pmText();
+        const bool am = rest.startsWith(QLatin1Char('A'));
+        const bool pm = rest.startsWith(QLatin1Char('P')) ||
+                        (!am && !pmText.isEmpty() && text.contains(pmText, Qt::CaseInsensitive));
+        const int hour24 = am || pm ? hour % 12 + (pm ? 12 : 0) : hour;
+        const QTime t(hour24, minute, second);
+        if (!t.isValid())
+            return std::nullopt;
+        return qint64(t.msecsSinceStartOfDay());
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -95,7 +116,7 @@ Result<LoadedLog> readDataLog(const QByteArray& data, const QDateTime& lastRowAt
         p.values.fill(NAN);
         for (std::size_t c = 0; c < columns.size() && c + 1 < std::size_t(items.size()); ++c) {
             bool ok = false;
-            const double v = QLocale::c().toDouble(items[qsizetype(c + 1)].trimmed(), &ok);
+            const double v = items[qsizetype(c + 1)].toDouble(&ok); // C locale, blanks allowed
             if (columns[c] && ok)
                 p.values[std::size_t(*columns[c])] = float(v);
         }
