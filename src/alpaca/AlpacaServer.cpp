@@ -77,6 +77,12 @@ DeviceEndpoint* AlpacaServer::endpoint(const QString& pathType) const {
     return nullptr;
 }
 
+void AlpacaServer::addProcessAction(const QString& pathType, const QString& name,
+                                    ProcessAction run) {
+    if (DeviceEndpoint* e = endpoint(pathType))
+        e->addProcessAction(name, std::move(run));
+}
+
 void AlpacaServer::handle(const http::Request& request, http::Responder responder) {
     const QString path = QString::fromUtf8(request.path);
     if (path.startsWith(u"/api/"))

@@ -52,6 +52,8 @@ public:
     void setConsoleUse(std::function<bool()> consoleUsesLink) {
         context_.consoleUsesLink = std::move(consoleUsesLink);
     }
+    // Serves an action of the process on the device at `pathType` ("switch").
+    void addProcessAction(const QString& pathType, const QString& name, ProcessAction run);
     // The settings shown on the setup pages.
     void setSettingsRows(std::function<Rows()> rows) { settingsRows_ = std::move(rows); }
     // Serving beyond the loopback, the setup pages leave out what tells a stranger about the

@@ -87,6 +87,10 @@ QStringList DeviceEndpoint::extraMembers() {
     return extras_;
 }
 
+void DeviceEndpoint::addProcessAction(const QString& name, ProcessAction run) {
+    processActions_.emplace_back(name, std::move(run));
+}
+
 void DeviceEndpoint::buildRoutes() {
     if (built_)
         return;
@@ -141,7 +145,10 @@ std::vector<Route> DeviceEndpoint::commonRoutes() {
          Verb::Get,
          {},
          [this](const QVariantList&) {
-             return Task<Reply>::ready(Reply::of(QJsonArray::fromStringList(extras_)));
+             QStringList names = extras_;
+             for (const auto& [name, run] : processActions_)
+                 names << name;
+             return Task<Reply>::ready(Reply::of(QJsonArray::fromStringList(names)));
          }},
         {"action",
          Verb::Put,
@@ -235,6 +242,16 @@ Task<Reply> DeviceEndpoint::mirrored(StatusMirror& mirror, QString member) {
 }
 
 Task<Reply> DeviceEndpoint::action(QString name, QString parameters) {
+    for (const auto& [served, run] : processActions_) {
+        if (served.compare(name, Qt::CaseInsensitive) != 0)
+            continue;
+        const Result<QString> answer = run(parameters);
+        if (!answer) {
+            const ReplyError e = replyError(answer.error());
+            co_return Reply::failure(e.number, e.message);
+        }
+        co_return Reply::of(*answer);
+    }
     buildRoutes();
     const MemberInfo* m = device().member(name);
     if (m == nullptr || !extras_.contains(name, Qt::CaseInsensitive))

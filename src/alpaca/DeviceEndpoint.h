@@ -69,6 +69,10 @@ private:
 
 class DeviceEndpoint;
 
+// An action the process serves on a device beside the object's members (the data log's, on the
+// temperature device): it takes the action's parameters and answers text, or the error.
+using ProcessAction = std::function<Result<QString>(const QString& parameters)>;
+
 // What the endpoints of one server share.
 struct EndpointContext {
     DeviceProvider& provider;
@@ -110,6 +114,8 @@ public:
 
     // The object's members served under their own names (the supported actions).
     QStringList extraMembers();
+    // Serves an action of the process under `name`, listed among the supported actions.
+    void addProcessAction(const QString& name, ProcessAction run);
     // Whether a client has linked the object and not disconnected this device since; false
     // before the object exists.
     bool linked() const;
@@ -180,6 +186,7 @@ private:
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     std::vector<Route> routes_;
     QStringList extras_;
+    std::vector<std::pair<QString, ProcessAction>> processActions_;
     bool built_ = false;
     // Alpaca's connected is per device, while the unit's objects share one port: a device that
     // a client disconnected while another device or a console still uses the port is released

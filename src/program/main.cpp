@@ -6,6 +6,8 @@
 #include "app/CheckRegistry.h"
 #include "app/SettingsStoreFactory.h"
 #include "console/ui/ConsoleApp.h"
+#include "datalog/LogActions.h"
+#include "datalog/Recording.h"
 #include "drivers/DriverSet.h"
 #include "link/LinkHub.h"
 #include "program/ProgramOptions.h"
@@ -132,7 +134,12 @@ int main(int argc, char* argv[]) {
     }
 
     DriverSet drivers(ctx);
+    // The readings' history and the data log belong to the process, with or without windows;
+    // scripts reach the log through actions of the temperature device.
+    datalog::Recording recording(ctx);
     alpaca::DriverServer alpacaServer(ctx, drivers, options);
+    for (const datalog::LogAction& action : datalog::logActions(recording.log()))
+        alpacaServer.alpaca().addProcessAction(QStringLiteral("switch"), action.name, action.run);
     if (const Status started = alpacaServer.start())
         return fail(started->description);
     QTextStream(stdout) << "mivel: Alpaca driver server on " << alpacaServer.url() << ", unit on "
@@ -145,6 +152,7 @@ int main(int argc, char* argv[]) {
         consoleOptions.simulatedDevice = options.simulate ? portDevice : QString();
         // On the simulated unit there is nothing to plug in first: connect straight away.
         consoleOptions.connectAtStart = options.simulate;
+        consoleOptions.recording = &recording;
         console::startConsole(ctx, &drivers, consoleOptions);
     }
 

@@ -286,6 +286,34 @@ private slots:
                 !actions("focuser").contains("Temperature"));
     }
 
+    void processActionsAreServedBesideTheObjectsMembers() {
+        // An action of the process (the data log's) answers text or its error, whatever the
+        // object; its error's kind gives the number.
+        QStringList heard;
+        f->api.addProcessAction("switch", "StartLog", [&heard](const QString& parameters) {
+            heard << parameters;
+            if (parameters.isEmpty())
+                return Result<QString>(programError(ErrorKind::InvalidValue, "Invalid interval"));
+            return Result<QString>(QStringLiteral("{\"Active\":true}"));
+        });
+        const QStringList actions =
+            f->get("/api/v1/switch/0/supportedactions")["Value"].toVariant().toStringList();
+        QVERIFY(actions.contains("StartLog") && actions.contains("FanMode"));
+        QVERIFY(!f->get("/api/v1/focuser/0/supportedactions")["Value"]
+                     .toVariant()
+                     .toStringList()
+                     .contains("StartLog"));
+        const QJsonObject started =
+            f->put("/api/v1/switch/0/action", "Action=startlog&Parameters=%7B%22File%22%7D");
+        QCOMPARE(started["Value"].toString(), QStringLiteral("{\"Active\":true}"));
+        QCOMPARE(started["ErrorNumber"].toInt(), 0);
+        const QJsonObject refused =
+            f->put("/api/v1/switch/0/action", "Action=StartLog&Parameters=");
+        QCOMPARE(refused["ErrorNumber"].toInt(), 0x401);
+        QCOMPARE(refused["ErrorMessage"].toString(), QStringLiteral("Invalid interval"));
+        QCOMPARE(heard, (QStringList{"{\"File\"}", ""}));
+    }
+
     void temperaturesReachClientsInCelsius() {
         stock();
         f->focuser().values["Temperature"] = -40.0;

@@ -6,8 +6,10 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTemporaryDir>
+#include <QUrl>
 
 #include <csignal>
 
@@ -97,6 +99,43 @@ private slots:
         QCOMPARE(p.exitStatus(), QProcess::NormalExit);
         QCOMPARE(p.exitCode(), 0);
         QVERIFY(c.closedByServer());
+    }
+
+    // A script logs the simulated unit's night with no window: rows a second apart, the
+    // readings the unit answered, until it stops the log.
+    void logsHeadlessThroughActions() {
+        const quint16 port = freePort();
+        QProcess p;
+        start(p, {"--headless", "--simulate", "--alpaca-port", QString::number(port)});
+        QVERIFY(announced(p));
+        const QString file = config.filePath("night.csv");
+        HttpTestClient c(port);
+        auto action = [&](const QByteArray& name, const QByteArray& parameters) {
+            c.request("PUT", "/api/v1/switch/0/action",
+                      "Action=" + name + "&Parameters=" + QUrl::toPercentEncoding(parameters));
+            return c.await(20000).json();
+        };
+        const QJsonObject started =
+            action("StartLog",
+                   "{\"File\":\"" + file.toUtf8() +
+                       "\",\"Interval\":1,\"Columns\":[\"Ambient Temperature\",\"Fan Power\"]}");
+        QCOMPARE(started["ErrorNumber"].toInt(-1), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(QFile(file).size() > 60, 10000);
+        QCOMPARE(action("StopLog", "")["ErrorNumber"].toInt(-1), 0);
+        QFile log(file);
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QList<QByteArray> lines = log.readAll().split('\n');
+        QCOMPARE(lines[0], QByteArray("\"Time\",\"Ambient \",\"Fan Power \"\r"));
+        QVERIFY2(QRegularExpression("^\"[^\"]+\",-?\\d+(\\.\\d+)?,\\d+\\r$")
+                     .match(QString::fromLatin1(lines[1]))
+                     .hasMatch(),
+                 lines[1].constData());
+        // Refusals carry the setup window's messages.
+        const QJsonObject refused = action("StartLog", "{\"File\":\"x\",\"Interval\":\"abc\"}");
+        QCOMPARE(refused["ErrorMessage"].toString(), QStringLiteral("Invalid interval"));
+        ::kill(pid_t(p.processId()), SIGTERM);
+        QVERIFY(p.waitForFinished(20000));
+        QCOMPARE(p.exitCode(), 0);
     }
 
     // The simulated unit is the port of the run, whatever device the store names: the driver

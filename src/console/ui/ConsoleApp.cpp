@@ -1,5 +1,7 @@
 #include "ConsoleApp.h"
 
+#include "datalog/ui/GraphWindow.h"
+#include "datalog/ui/LogDialog.h"
 #include "tempcomp/ui/TempCompWindows.h"
 
 #include "MainWindow.h"
@@ -13,6 +15,7 @@
 #include "app/SettingsKey.h"
 
 #include <QApplication>
+#include <QDir>
 
 namespace mivel::console {
 namespace {
@@ -66,6 +69,8 @@ ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* /*devices*/, ConsoleOpti
             serial->setConnected(false);
         if (indicator_)
             indicator_->close();
+        if (graph_)
+            graph_->close();
         if (mini_)
             mini_->close();
         emit quitRequested();
@@ -75,6 +80,7 @@ ConsoleApp::ConsoleApp(AppContext& ctx, DeviceProvider* /*devices*/, ConsoleOpti
 ConsoleApp::~ConsoleApp() {
     if (ctx_.windows() == this)
         ctx_.setWindows(nullptr);
+    delete graph_;
     delete indicator_;
     delete mini_;
     delete main_;
@@ -166,6 +172,42 @@ void ConsoleApp::showRotatorIndicator() {
     }
     indicator_->show();
     indicator_->raise();
+}
+
+void ConsoleApp::showLogSetup(QWidget* parent) {
+    if (!options_.recording)
+        return;
+    datalog::LogDialog dialog(options_.recording->log(), ctx_.prompt(),
+                              QDir(ctx_.paths().dataDir).filePath(QStringLiteral("datalog.csv")),
+                              parent);
+    dialog.exec();
+}
+
+void ConsoleApp::stopLog() {
+    if (options_.recording)
+        options_.recording->log().stop();
+}
+
+void ConsoleApp::showGraph() {
+    if (!options_.recording)
+        return;
+    if (!graph_) {
+        graph_ = new datalog::GraphWindow(*options_.recording, ctx_.prompt());
+        graph_->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    graph_->show();
+    graph_->raise();
+    graph_->activateWindow();
+}
+
+std::function<ThermalReaders()> ConsoleApp::thermalReaders() const {
+    datalog::Recording* recording = options_.recording;
+    return [recording] {
+        if (!recording)
+            return ThermalReaders{};
+        const datalog::ThermalDemand d = recording->thermalDemand();
+        return ThermalReaders{d.logRunning, d.logIntervalS, d.graphRunning, d.graphPeriodS};
+    };
 }
 
 void ConsoleApp::setNightVision(bool on) {

@@ -2,10 +2,12 @@
 
 #include "console/ConsoleDialogs.h"
 #include "console/ConsoleLifetime.h"
+#include "console/ConsoleLink.h"
 #include "link/PortList.h"
 
 #include "app/AppContext.h"
 #include "app/ConsoleWindows.h"
+#include "datalog/Recording.h"
 #include "drivers/AutomationDevice.h"
 
 #include <QObject>
@@ -27,6 +29,7 @@ struct ConsoleOptions {
     QString simulatedDevice; // the simulated unit's terminal, offered first in the port lists
     bool nightVision = false;
     bool connectAtStart = false; // connect as if the user pressed Connect (the simulated unit)
+    datalog::Recording* recording = nullptr; // the process's data log and readings history
 };
 
 // The console's windows in the running program: the main and mini consoles, the setup dialogs
@@ -49,6 +52,13 @@ public:
     void showProperties(QWidget* parent);
     void showAbout(QWidget* parent);
     void showRotatorIndicator();
+    // The data log's setup window (modal) and the temperature graph; none without a recording.
+    datalog::Recording* recording() const { return options_.recording; }
+    void showLogSetup(QWidget* parent);
+    void showGraph();
+    void stopLog();
+    // What a console's temperature poll needs to know of the log and the graph.
+    std::function<ThermalReaders()> thermalReaders() const;
     bool nightVision() const { return options_.nightVision; }
     // Night vision is kept in the settings for the next start.
     void setNightVision(bool on);
@@ -93,6 +103,7 @@ private:
     QPointer<MainWindow> main_;
     QPointer<MiniConsoleWindow> mini_;
     QPointer<RotIndicatorWindow> indicator_;
+    QPointer<QWidget> graph_;
     std::function<void(QWidget*)> tempComp_;
     std::function<void(QWidget*)> calibration_;
 };

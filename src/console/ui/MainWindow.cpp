@@ -35,10 +35,12 @@ MainWindow::MainWindow(ConsoleApp& app, QWidget* parent)
     console_ = new MainConsole(ctx, MainConsole::Role::Main, this);
     dialogs_ = app.makeDialogs(this);
     console_->setDialogs(dialogs_.get());
+    console_->setThermalReaders(app.thermalReaders());
     binder_ = new ConsoleBinder(this, *console_, this);
     connect(console_, &MainConsole::linkStateChanged, this, &MainWindow::refreshLink);
     wireActions();
     refreshLink();
+    refreshLog();
 
     const Settings& s = ctx.settings();
     if (s.mainPosX != 0 || s.mainPosY != 0)
@@ -73,6 +75,14 @@ void MainWindow::wireActions() {
     connect(u.mnuTempComp, &QAction::triggered, c, &MainConsole::openTempComp);
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         connect(a, &QAction::triggered, this, [this] { app_.openCalibration(this); });
+    for (QAction* a : {u.Log, u.mnuLog})
+        connect(a, &QAction::triggered, this, [this] { app_.showLogSetup(this); });
+    for (QAction* a : {u.StopLog, u.mnuStopLog})
+        connect(a, &QAction::triggered, &app_, &ConsoleApp::stopLog);
+    for (QAction* a : {u.Graph, u.mnuGraph})
+        connect(a, &QAction::triggered, &app_, &ConsoleApp::showGraph);
+    if (datalog::Recording* recording = app_.recording())
+        connect(&recording->log(), &datalog::DataLog::activeChanged, this, &MainWindow::refreshLog);
     u.mnuNight->setChecked(app_.nightVision());
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
@@ -109,6 +119,21 @@ void MainWindow::refreshLink() {
     }
 }
 
+// The toolbar offers starting the log or stopping it, never both; so does the menu.
+void MainWindow::refreshLog() {
+    Ui::frmMain& u = *ui_;
+    datalog::Recording* recording = app_.recording();
+    const bool logging = recording && recording->log().active();
+    u.Log->setVisible(!logging);
+    u.StopLog->setVisible(logging);
+    for (QAction* a : {u.Log, u.mnuLog})
+        a->setEnabled(recording && !logging);
+    for (QAction* a : {u.StopLog, u.mnuStopLog})
+        a->setEnabled(logging);
+    for (QAction* a : {u.Graph, u.mnuGraph})
+        a->setEnabled(recording != nullptr);
+}
+
 void MainWindow::onShownTabGoto() {
     if (console_->tab() == ConsoleTab::Rotator)
         console_->rotatorGoto();
@@ -135,6 +160,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         writeSetting(ctx.store(), setting::FocusStep, s.focusStep, onlyIfPresent);
     }
     console_->stopJog();
+    // A running log may go on without windows: the process stays while it runs.
+    if (datalog::Recording* recording = app_.recording())
+        recording->log().onConsoleClosing(ctx.prompt());
     emit closed();
     QMainWindow::closeEvent(event);
 }

@@ -34,6 +34,7 @@ protected:
 private:
     void wireActions();
     void refreshLink();
+    void refreshLog();
     void onShownTabGoto();
     void onShownTabHome();
 

@@ -21,6 +21,7 @@ MiniConsoleWindow::MiniConsoleWindow(ConsoleApp& app, QWidget* parent)
     console_ = new MainConsole(ctx, MainConsole::Role::Mini, this);
     dialogs_ = app.makeDialogs(this);
     console_->setDialogs(dialogs_.get());
+    console_->setThermalReaders(app.thermalReaders());
     binder_ = new ConsoleBinder(this, *console_, this);
     const Settings& s = ctx.settings();
     if (s.miniPosX != 0 || s.miniPosY != 0)
