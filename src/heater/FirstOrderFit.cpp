@@ -61,8 +61,15 @@ struct Search {
 
 using Vertex = std::array<double, 3>; // log tau, dead time, cost
 
-Vertex gridSearch(const Search& s) {
-    constexpr int Steps = 48;
+// The grid is only a start for the simplex: a thinned-out copy of the readings will do for it.
+Vertex gridSearch(const Search& full) {
+    constexpr int Steps = 32;
+    constexpr std::size_t MaxPoints = 400;
+    std::vector<Point> thinned;
+    const std::size_t stride = full.points.size() / MaxPoints + 1;
+    for (std::size_t i = 0; i < full.points.size(); i += stride)
+        thinned.push_back(full.points[i]);
+    const Search s{thinned, full.minLogTau, full.maxLogTau, full.maxDeadTime};
     Vertex best{0, 0, std::numeric_limits<double>::infinity()};
     for (int i = 0; i < Steps; ++i) {
         const double logTau = s.minLogTau + (s.maxLogTau - s.minLogTau) * i / (Steps - 1);
@@ -80,14 +87,17 @@ Vertex simplex(const Search& s, Vertex start, double logStep, double deadStep) {
     std::array<Vertex, 3> v{start, Vertex{start[0] + logStep, start[1], 0},
                             Vertex{start[0], start[1] + deadStep, 0}};
     const auto eval = [&](Vertex& x) { x[2] = s.cost(x[0], x[1]); };
-    eval(v[1]);
-    eval(v[2]);
+    for (Vertex& x : v)
+        eval(x);
     const auto towards = [](const Vertex& from, const Vertex& to, double f) {
         return Vertex{from[0] + f * (to[0] - from[0]), from[1] + f * (to[1] - from[1]), 0};
     };
     for (int iteration = 0; iteration < 400; ++iteration) {
         std::sort(v.begin(), v.end(), [](const Vertex& a, const Vertex& b) { return a[2] < b[2]; });
-        if (std::abs(v[2][0] - v[0][0]) < 1e-7 && std::abs(v[2][1] - v[0][1]) < 1e-5)
+        const auto spread = [&](int axis) {
+            return std::max(std::abs(v[1][axis] - v[0][axis]), std::abs(v[2][axis] - v[0][axis]));
+        };
+        if (spread(0) < 1e-7 && spread(1) < 1e-5)
             break;
         const Vertex centre{(v[0][0] + v[1][0]) / 2, (v[0][1] + v[1][1]) / 2, 0};
         Vertex reflected = towards(centre, v[2], -1);
@@ -115,20 +125,36 @@ Vertex simplex(const Search& s, Vertex start, double logStep, double deadStep) {
                              [](const Vertex& a, const Vertex& b) { return a[2] < b[2]; });
 }
 
-// The drift of the readings before the step, degrees F a second; 0 with too few of them.
+// The drift of the readings before the step, degrees F a second, when it stands out of their
+// noise (three standard errors); 0 when it does not or when there are too few readings.
 double driftBefore(const StepResponse& r) {
-    double n = 0, st = 0, sy = 0, stt = 0, sty = 0;
-    for (const Reading& x : r.readings) {
-        if (x.seconds >= r.stepSeconds)
-            break;
-        n += 1;
-        st += x.seconds;
-        sy += x.degreesF;
-        stt += x.seconds * x.seconds;
-        sty += x.seconds * x.degreesF;
+    std::vector<Reading> before;
+    for (const Reading& x : r.readings)
+        if (x.seconds < r.stepSeconds)
+            before.push_back(x);
+    const double n = double(before.size());
+    if (n < 10)
+        return 0;
+    double mt = 0, my = 0;
+    for (const Reading& x : before) {
+        mt += x.seconds / n;
+        my += x.degreesF / n;
     }
-    const double sxx = stt - st * st / n;
-    return n >= 10 && sxx > 0 ? (sty - st * sy / n) / sxx : 0;
+    double stt = 0, sty = 0;
+    for (const Reading& x : before) {
+        stt += (x.seconds - mt) * (x.seconds - mt);
+        sty += (x.seconds - mt) * (x.degreesF - my);
+    }
+    if (stt <= 0)
+        return 0;
+    const double slope = sty / stt;
+    double squares = 0;
+    for (const Reading& x : before) {
+        const double e = x.degreesF - my - slope * (x.seconds - mt);
+        squares += e * e;
+    }
+    const double standardError = std::sqrt(squares / (n - 2) / stt);
+    return std::abs(slope) > 3 * standardError ? slope : 0;
 }
 
 Error refused(const QString& why) {
@@ -208,8 +234,13 @@ Result<ModelFit> fitStepResponse(const StepResponse& r) {
     const double maxTau = 5 * span;
     const Search search{points, std::log(std::max(1.0, 2 * interval)), std::log(maxTau), span / 2};
     const Vertex coarse = gridSearch(search);
-    const Vertex fine = simplex(search, coarse, (search.maxLogTau - search.minLogTau) / 47,
-                                std::max(interval, search.maxDeadTime / 47));
+    // The simplex is started again from where it ended: a simplex that collapsed on the kink
+    // the dead time puts in the model can stop short of the least squares.
+    const double logStep = (search.maxLogTau - search.minLogTau) / 31;
+    const double deadStep = std::max(interval, search.maxDeadTime / 31);
+    Vertex fine = coarse;
+    for (int round = 0; round < 3; ++round)
+        fine = simplex(search, fine, logStep, deadStep);
 
     const double tau = std::exp(fine[0]);
     const Profile p = profile(points, tau, fine[1]);
