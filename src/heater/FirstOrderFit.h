@@ -38,11 +38,11 @@ struct ModelFit {
 
 // Limits of an acceptable fit, stated once.
 namespace fitlimits {
-inline constexpr int MinReadings = 30;   // after the step, and as many again in all
-inline constexpr double MinRise = 1.0;   // degrees F: a few steps of the sensor at least
-inline constexpr double MaxNoise = 0.1;  // residual as a share of the rise
+inline constexpr int MinReadings = 30;    // after the step, and as many again in all
+inline constexpr double MinRise = 1.0;    // degrees F: a few steps of the sensor at least
+inline constexpr double MaxNoise = 0.1;   // residual as a share of the rise
 inline constexpr double SettledAfter = 3; // time constants after the dead time (95 %)
-inline constexpr double MaxDrift = 0.25; // drift before the step over the recording, of the rise
+inline constexpr double MaxDrift = 0.25;  // drift before the step over the recording, of the rise
 } // namespace fitlimits
 
 // The fit, or why the response cannot give one: too few readings, no change of power, a

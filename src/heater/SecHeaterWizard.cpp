@@ -119,7 +119,8 @@ void SecHeaterWizard::tellInterruption() {
     if (!recorder_.restoreNote().isEmpty())
         text += QStringLiteral("  ") + recorder_.restoreNote();
     if (recorder_.shortened())
-        text += QStringLiteral("  The readings so far are kept; they are fitted only if you say so.");
+        text +=
+            QStringLiteral("  The readings so far are kept; they are fitted only if you say so.");
     ctx_.prompt().inform(text, MessageTitle, Prompt::Icon::Warning);
 }
 

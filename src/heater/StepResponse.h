@@ -8,8 +8,8 @@
 namespace mivel::heater {
 
 struct Reading {
-    double seconds;    // since the recording began
-    double degreesF;   // the secondary mirror's temperature
+    double seconds;  // since the recording began
+    double degreesF; // the secondary mirror's temperature
 };
 
 struct StepResponse {

@@ -66,7 +66,8 @@ private slots:
         const auto fit = fitStepResponse(made(truth, 120, theta + 6 * tau, 0.1, 0, start, end));
         QVERIFY2(fit.ok(), qPrintable(reason(fit)));
         const FirstOrderModel& m = fit.value().model;
-        const QString found = QStringLiteral("K %1 tau %2 theta %3").arg(m.gain).arg(m.timeConstant).arg(m.deadTime);
+        const QString found =
+            QStringLiteral("K %1 tau %2 theta %3").arg(m.gain).arg(m.timeConstant).arg(m.deadTime);
         QVERIFY2(std::abs(m.gain / gain - 1) < 0.02, qPrintable(found));
         QVERIFY2(std::abs(m.timeConstant / tau - 1) < 0.04,
                  qPrintable(QString::number(m.timeConstant)));
@@ -79,15 +80,15 @@ private slots:
     void refusesWithTheReason_data() {
         QTest::addColumn<StepResponse>("response");
         QTest::addColumn<QString>("why");
-        QTest::newRow("too small") << made({50, 0.01, 600, 60}, 120, 3600, 0.05)
-                                   << "The response is too small";
+        QTest::newRow("too small")
+            << made({50, 0.01, 600, 60}, 120, 3600, 0.05) << "The response is too small";
         QTest::newRow("too noisy") << made(Plant, 120, 3600, 0.8) << "The response is too noisy";
-        QTest::newRow("not settled") << made(Plant, 120, 900, 0.1)
-                                     << "The response has not yet settled";
+        QTest::newRow("not settled")
+            << made(Plant, 120, 900, 0.1) << "The response has not yet settled";
         QTest::newRow("drifting before the step")
             << made(Plant, 600, 3600, 0.1, 2.0 / 3600) << "The response had not settled before";
-        QTest::newRow("the wrong way") << made({50, -0.08, 600, 60}, 120, 3600, 0.1)
-                                       << "The secondary did not warm";
+        QTest::newRow("the wrong way")
+            << made({50, -0.08, 600, 60}, 120, 3600, 0.1) << "The secondary did not warm";
         QTest::newRow("too few readings") << made(Plant, 120, 20, 0.1) << "The recording holds";
         StepResponse unstepped = made(Plant, 120, 3600, 0.1);
         unstepped.stepped = false;
@@ -114,7 +115,8 @@ private slots:
         QCOMPARE(simc.integralLimit, QStringLiteral("100"));
         for (const TuningRule& rule : tuningRules()) {
             QVERIFY(!rule.reference.isEmpty());
-            const auto commands = tempcomp::heaterLoopCommands(unitValues(rule.terms(Plant), Plant));
+            const auto commands =
+                tempcomp::heaterLoopCommands(unitValues(rule.terms(Plant), Plant));
             for (const auto& c : commands)
                 QVERIFY2(c.has_value(), qPrintable(rule.name));
         }

@@ -74,8 +74,8 @@ private slots:
         QVERIFY2(w.fit()->ok(), qPrintable(describe(*w.fit())));
         const FirstOrderModel& m = w.fit()->value().model;
         qInfo("fitted K %.5f tau %.1f theta %.2f residual %.3f (true %.5f %.1f %.2f)", m.gain,
-              m.timeConstant, m.deadTime, w.fit()->value().residual, truth.gain,
-              truth.timeConstant, truth.deadTime);
+              m.timeConstant, m.deadTime, w.fit()->value().residual, truth.gain, truth.timeConstant,
+              truth.deadTime);
         QVERIFY2(relativeError(m.gain, truth.gain) < 0.03, qPrintable(QString::number(m.gain)));
         QVERIFY2(relativeError(m.timeConstant, truth.timeConstant) < 0.03,
                  qPrintable(QString::number(m.timeConstant)));
@@ -93,12 +93,14 @@ private slots:
             QCOMPARE(w.page(), Page::Upload);
             h.heard();
             w.upload();
-            QCOMPARE(h.rig.prompt->shown.back().text, QStringLiteral("Coefficients uploaded to Mivel."));
+            QCOMPARE(h.rig.prompt->shown.back().text,
+                     QStringLiteral("Coefficients uploaded to Mivel."));
             QByteArray expected;
             for (const auto& c : w.commands())
                 expected += *c; // every value fits the unit
             QCOMPARE(h.heard(), expected);
-            QCOMPARE(h.unit->parameter(":skp").toDouble() / 100, w.values().proportionalGain.toDouble());
+            QCOMPARE(h.unit->parameter(":skp").toDouble() / 100,
+                     w.values().proportionalGain.toDouble());
 
             const QByteArray& setPoint = setPoints[rule];
             const double offset = setPoint.trimmed().mid(1).toDouble();

@@ -73,6 +73,7 @@ void MainWindow::wireActions() {
     connect(u.mnuTempComp, &QAction::triggered, c, &MainConsole::openTempComp);
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         connect(a, &QAction::triggered, this, [this] { app_.openCalibration(this); });
+    connect(u.mnuHeaterWizard, &QAction::triggered, this, [this] { app_.openHeaterWizard(this); });
     u.mnuNight->setChecked(app_.nightVision());
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
@@ -97,6 +98,7 @@ void MainWindow::refreshLink() {
     u.mnuTempComp->setEnabled(open && console_->tempCompAvailable());
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         a->setEnabled(app_.calibrationAvailable());
+    u.mnuHeaterWizard->setEnabled(app_.heaterWizardAvailable());
     if (auto* link = findChild<QLabel*>(QStringLiteral("lblLink"))) {
         const LinkHub& hub = app_.context().hub();
         const QString device = hub.serial() ? hub.serial()->deviceName() : QString();
