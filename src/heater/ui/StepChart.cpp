@@ -64,7 +64,8 @@ void StepChart::showResponse(const StepResponse& response, double plannedSeconds
         high = 1;
     }
     const double margin = std::max(0.5, (high - low) * 0.08);
-    axisY_->setRange(std::floor(low - margin), std::ceil(high + margin));
+    axisY_->setRange(low - margin, high + margin);
+    axisY_->applyNiceNumbers();
     axisX_->setRange(0, std::max(plannedSeconds, response.lastSeconds()) / 60);
     axisX_->applyNiceNumbers();
     step_->clear();
