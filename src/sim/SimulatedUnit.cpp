@@ -52,6 +52,7 @@ SimulatedUnit::SimulatedUnit(Clock& clock, QObject* parent)
     // The unit runs whether or not anybody asks: the air cools, compensation follows it.
     connect(&tick_, &Timer::timeout, this, [this] { catchUp(); });
     tick_.start(TickMs);
+    applyHeaterGains();
 }
 
 SimulatedUnit::~SimulatedUnit() = default;
@@ -170,6 +171,24 @@ void SimulatedUnit::step(double seconds) const {
     thermal_.advance(seconds);
     if (const auto correction = tempComp_.follow(thermal_.raw(Sensor::Ambient)))
         focus_.moveTo(qint64(focus_.target()) + *correction);
+}
+
+void SimulatedUnit::applyHeaterGains() {
+    // The gains are held times 100; the derivative time (seconds) and the integral limit
+    // (percent of power) as sent.
+    const auto p = [this](std::string_view t) { return params_.number(t); };
+    thermal_.heater().setGains({p(tag::HeaterPGain) / 100, p(tag::HeaterIGain) / 100,
+                                p(tag::HeaterDGain) / 100, int(std::lround(p(tag::HeaterDTime))),
+                                p(tag::HeaterILimit)});
+}
+
+void SimulatedUnit::setHeaterPlant(const HeaterPlant& plant) {
+    catchUp();
+    thermal_.heater().setPlant(plant);
+}
+
+HeaterPlant SimulatedUnit::heaterPlant() const {
+    return thermal_.heater().plant();
 }
 
 void SimulatedUnit::setTempCompMode(int mode) {

@@ -80,6 +80,9 @@ public:
     // Runs the night (temperatures, fan and heater) this many times faster than the clock; the
     // mechanics keep their real speed.
     void setThermalSpeed(double factor);
+    // The secondary mirror's answer to its heater: gain, time constant, dead time and noise.
+    HeaterPlant heaterPlant() const;
+    void setHeaterPlant(const HeaterPlant& plant);
 
     // State, as of now.
     int focusPosition() const;
@@ -154,6 +157,8 @@ private:
     void tempCompParams();
     void parameterGroup(std::span<const std::string_view> tags);
     void setTempCompMode(int mode);
+    // The heater loop works with the gains the unit holds.
+    void applyHeaterGains();
     void moveFocusBy(int counts);
 
     void enterLoader();

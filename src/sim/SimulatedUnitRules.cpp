@@ -24,6 +24,10 @@ const std::vector<SimulatedUnit::Rule>& SimulatedUnit::rules() {
     static const auto parameter = [](U& u, const Rule& r, const A& a) {
         u.params_.set(*ControllerParams::tagFor(r.word), a.text);
     };
+    static const auto heaterGain = [](U& u, const Rule& r, const A& a) {
+        parameter(u, r, a);
+        u.applyHeaterGains();
+    };
     static const auto internalFan = [](U& u, const Rule& r, const A& a) {
         u.uploading_ = true;
         u.params_.setInternalFan(r.word, a.text);
@@ -177,11 +181,11 @@ const std::vector<SimulatedUnit::Rule>& SimulatedUnit::rules() {
         {word::DeadbandOn, Always, Number, parameter},
         {word::Deadband, Always, Number, parameter},
         {word::DeadbandSettle, Always, Number, parameter},
-        {word::HeaterPGain, Always, Number, parameter},
-        {word::HeaterDGain, Always, Number, parameter},
-        {word::HeaterDTime, Always, Number, parameter},
-        {word::HeaterIGain, Always, Number, parameter},
-        {word::HeaterILimit, Always, Number, parameter},
+        {word::HeaterPGain, Always, Number, heaterGain},
+        {word::HeaterDGain, Always, Number, heaterGain},
+        {word::HeaterDTime, Always, Number, heaterGain},
+        {word::HeaterIGain, Always, Number, heaterGain},
+        {word::HeaterILimit, Always, Number, heaterGain},
 
         // Firmware loader.
         {word::LoaderEnter, When::Anywhere, None,

@@ -1,5 +1,6 @@
 #include "ThermalModel.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -25,10 +26,8 @@ constexpr double Phase = std::numbers::pi / 4; // the night starts with the air 
 
 // Time constants, seconds.
 constexpr double PrimaryLag = 2400; // a thick mirror in still air
-constexpr double SecondaryLag = 900;
 constexpr double ElectronicsLag = 600;
 constexpr double ElectronicsAboveAir = 15;
-constexpr double HeaterFullRise = 8; // degrees above the air at full heater power
 
 double approach(double value, double goal, double lag, double seconds) {
     return goal + (value - goal) * std::exp(-seconds / lag);
@@ -48,6 +47,8 @@ ThermalModel::ThermalModel() {
 
 void ThermalModel::setAmbient(double degreesF) {
     airStart_ = degreesF;
+    heater_.shiftTime(-night_);
+    nextLoop_ -= night_;
     night_ = 0;
     true_[index(Sensor::Ambient)] = degreesF;
     true_[index(Sensor::Primary)] = degreesF + 3;
@@ -63,7 +64,8 @@ double ThermalModel::airAt(double seconds) const {
 
 int ThermalModel::raw(Sensor s) const {
     const Response& r = kResponse[index(s)];
-    return int(qBound(0L, std::lround((temperature(s) - r.offset) / r.slope), long(RawMax)));
+    const double sensed = temperature(s) + (s == Sensor::Secondary ? heater_.noise() : 0.0);
+    return int(qBound(0L, std::lround((sensed - r.offset) / r.slope), long(RawMax)));
 }
 
 int ThermalModel::reported(Sensor s) const {
@@ -88,16 +90,6 @@ void ThermalModel::setFanPower(int percent) {
     fanPower_ = qBound(0, percent, 100);
 }
 
-void ThermalModel::setHeaterMode(int mode) {
-    heaterMode_ = qBound(0, mode, 2);
-    heaterIntegral_ = 0;
-}
-
-void ThermalModel::setHeaterPower(int percent) {
-    heaterMode_ = 0;
-    heaterPower_ = qBound(0, percent, 100);
-}
-
 double ThermalModel::fanError() const {
     return temperature(Sensor::Primary) - temperature(Sensor::Ambient) - fanDeadBand_ / 10.0;
 }
@@ -110,37 +102,43 @@ void ThermalModel::runFan() {
         fanPower_ = error > 0 ? 100 : 0;
 }
 
-void ThermalModel::runHeater(double seconds) {
-    if (heaterMode_ == 0) {
-        heaterError_ = 0;
-        return;
-    }
-    const Sensor reference = heaterMode_ == 1 ? Sensor::Ambient : Sensor::Primary;
-    heaterError_ = temperature(reference) + heaterSetPoint_ / 10.0 - temperature(Sensor::Secondary);
-    // Proportional-integral; the integral only runs while the output is not saturated.
-    constexpr double Kp = 25;
-    constexpr double Ki = 0.05;
-    const double output = Kp * heaterError_ + Ki * heaterIntegral_;
-    if (output > 0 && output < 100)
-        heaterIntegral_ += heaterError_ * seconds;
-    heaterPower_ = int(qBound(0L, std::lround(output), 100L));
+void ThermalModel::runLoops() {
+    runFan();
+    const Sensor reference = heater_.mode() == 2 ? Sensor::Primary : Sensor::Ambient;
+    heater_.runLoop(night_, temperature(Sensor::Secondary), temperature(reference));
+    heater_.sampleNoise();
 }
 
-void ThermalModel::advance(double clockSeconds) {
-    const double seconds = clockSeconds * speed_;
-    night_ += seconds;
+void ThermalModel::integrate(double seconds, double end) {
+    night_ = end;
     const double air = airAt(night_);
     auto& t = true_;
     t[index(Sensor::Ambient)] = air;
     const double fanLag = PrimaryLag / (1 + 2 * fanPower_ / 100.0);
     t[index(Sensor::Primary)] = approach(t[index(Sensor::Primary)], air, fanLag, seconds);
-    const double warmed = air + HeaterFullRise * heaterPower_ / 100.0;
-    t[index(Sensor::Secondary)] =
-        approach(t[index(Sensor::Secondary)], warmed, SecondaryLag, seconds);
+    t[index(Sensor::Secondary)] = approach(t[index(Sensor::Secondary)], air + heater_.warmth(),
+                                           heater_.plant().timeConstant, seconds);
     t[index(Sensor::Electronics)] =
         approach(t[index(Sensor::Electronics)], air + ElectronicsAboveAir, ElectronicsLag, seconds);
-    runFan();
-    runHeater(seconds);
+}
+
+void ThermalModel::advance(double clockSeconds) {
+    // The loops act on whole seconds of the night and the heater's power changes when its dead
+    // time has passed, whatever the steps of the clock: a night run faster goes through the same
+    // states as one at the clock's pace.
+    double remaining = clockSeconds * speed_;
+    while (remaining > 0) {
+        heater_.arrive(night_);
+        const double toLoop = nextLoop_ - night_;
+        const double step = std::min({remaining, toLoop, heater_.nextArrival() - night_});
+        const bool loopDue = step >= toLoop;
+        integrate(step, loopDue ? nextLoop_ : night_ + step);
+        remaining -= step;
+        if (loopDue) {
+            runLoops();
+            nextLoop_ += SecondaryHeater::LoopPeriod;
+        }
+    }
 }
 
 } // namespace mivel::sim

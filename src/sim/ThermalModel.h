@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/SecondaryHeater.h"
+
 #include <QtGlobal>
 
 #include <array>
@@ -61,15 +63,17 @@ public:
 
     // Secondary heater: mode 0 is manual power, 1 holds the secondary at the air temperature
     // plus the set point, 2 at the primary's plus the set point.
-    int heaterMode() const { return heaterMode_; }
-    int heaterPower() const { return heaterPower_; }
-    int heaterSetPoint() const { return heaterSetPoint_; } // tenths of a degree F
-    void setHeaterMode(int mode);
-    void setHeaterPower(int percent); // and manual mode
-    void setHeaterSetPoint(int tenths) { heaterSetPoint_ = qBound(-100, tenths, 100); }
+    int heaterMode() const { return heater_.mode(); }
+    int heaterPower() const { return heater_.power(); }
+    int heaterSetPoint() const { return heater_.setPoint(); } // tenths of a degree F
+    void setHeaterMode(int mode) { heater_.setMode(mode, night_); }
+    void setHeaterPower(int percent) { heater_.setPower(percent, night_); } // and manual mode
+    void setHeaterSetPoint(int tenths) { heater_.setSetPoint(tenths); }
     // The heater loop's error (degrees F) and integral, for the diagnostic record.
-    double heaterError() const { return heaterError_; }
-    double heaterIntegral() const { return heaterIntegral_; }
+    double heaterError() const { return heater_.error(); }
+    double heaterIntegral() const { return heater_.integral(); }
+    const SecondaryHeater& heater() const { return heater_; }
+    SecondaryHeater& heater() { return heater_; }
     double fanError() const;
 
     int dewPower(int heater) const { return dew_[heater == 2 ? 1 : 0]; }
@@ -80,24 +84,24 @@ public:
 private:
     static std::size_t index(Sensor s) { return std::size_t(s); }
     double airAt(double seconds) const;
+    // Moves every temperature `seconds` on, with the fan and the heater as they are.
+    void integrate(double seconds, double end);
+    // What happens once a loop period: the fan and heater loops act, the sensor is read anew.
+    void runLoops();
     void runFan();
-    void runHeater(double seconds);
 
     std::array<double, SensorCount> true_{};
     std::array<Calibration, SensorCount> calibration_{};
     double airStart_ = 50;
     double swing_ = 8;
     double night_ = 0; // seconds since the night started
+    double nextLoop_ = SecondaryHeater::LoopPeriod;
     double speed_ = 1;
     int fanMode_ = 1;
     int fanPower_ = 0;
     int fanGain_ = 10;
     int fanDeadBand_ = 5;
-    int heaterMode_ = 1;
-    int heaterPower_ = 0;
-    int heaterSetPoint_ = 20;
-    double heaterError_ = 0;
-    double heaterIntegral_ = 0;
+    SecondaryHeater heater_;
     std::array<int, 2> dew_{};
 };
 

@@ -13,6 +13,7 @@
 
 #include "app/CheckRegistry.h"
 #include "app/SettingsKey.h"
+#include "heater/ui/SecHeaterWizardView.h"
 
 #include <QApplication>
 #include <QDir>
@@ -249,6 +250,7 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
         [&ctx](QWidget* parent) { tempcomp::runTempCompDialog(ctx, parent); });
     console->setCalibrationWindow(
         [&ctx](QWidget* parent) { tempcomp::openCalibrationWindow(ctx, parent); });
+    console->setHeaterWizard([&ctx](QWidget* parent) { heater::openSecHeaterWizard(ctx, parent); });
     ctx.setWindows(console);
     QObject::connect(console, &ConsoleApp::quitRequested, app, [] { QCoreApplication::exit(0); });
     QObject::connect(app, &QCoreApplication::aboutToQuit, console, [console, &ctx] {

@@ -78,6 +78,16 @@ public:
             calibration_(parent);
     }
 
+    // The secondary heater tuning wizard: the Tools menu entry opens it.
+    void setHeaterWizard(std::function<void(QWidget* parent)> open) {
+        heaterWizard_ = std::move(open);
+    }
+    bool heaterWizardAvailable() const { return bool(heaterWizard_); }
+    void openHeaterWizard(QWidget* parent) {
+        if (heaterWizard_)
+            heaterWizard_(parent);
+    }
+
     // The small windows a console opens in the middle of a command.
     std::unique_ptr<ConsoleDialogs> makeDialogs(QWidget* parent);
     QList<PortEntry> ports() const;
@@ -106,6 +116,7 @@ private:
     QPointer<QWidget> graph_;
     std::function<void(QWidget*)> tempComp_;
     std::function<void(QWidget*)> calibration_;
+    std::function<void(QWidget*)> heaterWizard_;
 };
 
 // Starts the console when the program has a display: message boxes for prompts, the settings

@@ -83,6 +83,7 @@ void MainWindow::wireActions() {
         connect(a, &QAction::triggered, &app_, &ConsoleApp::showGraph);
     if (datalog::Recording* recording = app_.recording())
         connect(&recording->log(), &datalog::DataLog::activeChanged, this, &MainWindow::refreshLog);
+    connect(u.mnuHeaterWizard, &QAction::triggered, this, [this] { app_.openHeaterWizard(this); });
     u.mnuNight->setChecked(app_.nightVision());
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
@@ -107,6 +108,7 @@ void MainWindow::refreshLink() {
     u.mnuTempComp->setEnabled(open && console_->tempCompAvailable());
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         a->setEnabled(app_.calibrationAvailable());
+    u.mnuHeaterWizard->setEnabled(app_.heaterWizardAvailable());
     if (auto* link = findChild<QLabel*>(QStringLiteral("lblLink"))) {
         const LinkHub& hub = app_.context().hub();
         const QString device = hub.serial() ? hub.serial()->deviceName() : QString();
