@@ -452,17 +452,17 @@ private slots:
         QCOMPARE(b.ask("x ").bytes, ready);
         b.heard.clear();
         // The PC goes straight on; the unit holds it all until the erase is done.
-        b.send(QByteArray("EP") + "S1050000AABBCC");
+        b.send(QByteArray("EP") + "S1050000AABB95");
         b.run(999);
         QCOMPARE(b.heard.bytes, QByteArray());
         b.run(1);
         QCOMPARE(b.heard.bytes, ready + "* ");
         b.heard.clear();
-        b.send("S1050002DDEEFF");
+        b.send("S1050002DDEE2D");
         QCOMPARE(b.heard.bytes, QByteArray("* "));
         b.send("S9030000FC");
         QCOMPARE(b.unit.programmedRecords(),
-                 (QByteArrayList{"S1050000AABBCC", "S1050002DDEEFF", "S9030000FC"}));
+                 (QByteArrayList{"S1050000AABB95", "S1050002DDEE2D", "S9030000FC"}));
         // The termination record ends the upload and the unit runs normally again.
         QCOMPARE(b.ask("! ").bytes, QByteArray(":! 1 "));
     }
@@ -489,7 +489,7 @@ private slots:
         b.run(1000);
         QCOMPARE(b.heard.bytes, QByteArray(":x ") + status + ' ');
         b.heard.clear();
-        b.send(QByteArray("P") + "S1050000AABBCC");
+        b.send(QByteArray("P") + "S1050000AABB95");
         b.run(5999);
         QCOMPARE(b.heard.bytes, QByteArray());
         b.run(10000);

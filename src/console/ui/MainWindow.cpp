@@ -4,6 +4,7 @@
 #include "ConsoleBinder.h"
 
 #include "app/SettingsKey.h"
+#include "firmware/ui/FlashWindow.h"
 
 #include "ui_MainWindow.h"
 
@@ -73,6 +74,7 @@ void MainWindow::wireActions() {
     connect(u.mnuTempComp, &QAction::triggered, c, &MainConsole::openTempComp);
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         connect(a, &QAction::triggered, this, [this] { app_.openCalibration(this); });
+    connect(u.mnuFirmware, &QAction::triggered, this, &MainWindow::openFirmwareWizard);
     u.mnuNight->setChecked(app_.nightVision());
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
@@ -95,6 +97,7 @@ void MainWindow::refreshLink() {
     for (QAction* a : {u.mnuGoto, u.mnuHome, u.mnuStop})
         a->setEnabled(open);
     u.mnuTempComp->setEnabled(open && console_->tempCompAvailable());
+    u.mnuFirmware->setEnabled(open);
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         a->setEnabled(app_.calibrationAvailable());
     if (auto* link = findChild<QLabel*>(QStringLiteral("lblLink"))) {
@@ -107,6 +110,15 @@ void MainWindow::refreshLink() {
         else
             link->setText(QStringLiteral("Not connected"));
     }
+}
+
+void MainWindow::openFirmwareWizard() {
+    AppContext& ctx = app_.context();
+    firmware::FlashWindow* w = firmware::openFlashWindow(ctx.hub(), ctx.prompt(), this);
+    // While the console still reads the port (before the first "x "), a ":x" it parses is the
+    // wizard's too.
+    connect(console_, &MainConsole::loaderStatus, w,
+            [w](int code) { w->wizard().flags().onLoaderReply(code); });
 }
 
 void MainWindow::onShownTabGoto() {

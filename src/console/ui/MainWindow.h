@@ -34,6 +34,7 @@ protected:
 private:
     void wireActions();
     void refreshLink();
+    void openFirmwareWizard();
     void onShownTabGoto();
     void onShownTabHome();
 
