@@ -106,6 +106,12 @@ struct FlashRig : TestRig {
             consoleHeard.append(d.data(), qsizetype(d.size()));
         });
         unit.setEraseDurationMs(500);
+        // A unit that hangs up is unplugged for good: its link goes, so that the program's
+        // attempts to reopen it cannot reach a terminal that another test has made since.
+        QObject::connect(&unit, &sim::SimulatedUnit::hungUpChanged, &unit, [this](bool hungUp) {
+            if (hungUp && !host.linkPath().isEmpty())
+                QFile::remove(host.linkPath());
+        });
     }
 
     // Puts the unit on its terminal and opens the program's port to it.
@@ -127,8 +133,9 @@ struct FlashRig : TestRig {
 
     // Everything sent has reached the unit, and everything it said has reached the program.
     bool settled() const {
+        // A hang-up has settled once the program has noticed it and closed its port.
         if (unit.hungUp() || !host.isRunning())
-            return true;
+            return !serial().connected();
         return unit.receivedBytes().size() == written && heard == unitSent &&
                serial().outBufferCount() == 0;
     }
@@ -159,8 +166,12 @@ struct FlashRig : TestRig {
         wake.start(5);
         do {
             settle();
-            if (deadline.hasExpired())
+            if (deadline.hasExpired()) {
+                qWarning() << "the line did not settle: sent" << written << "heard by the unit"
+                           << unit.receivedBytes().size() << "said by the unit" << unitSent
+                           << "heard" << heard << "to go out" << serial().outBufferCount();
                 return false;
+            }
             if (!settled())
                 QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         } while (!settled());
