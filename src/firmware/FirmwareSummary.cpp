@@ -34,8 +34,9 @@ void take(FirmwareSummary& s, const QByteArray& line, int number) {
 }
 
 QString hex(quint32 address) {
-    return QStringLiteral("0x") +
-           QStringLiteral("%1").arg(address, address > 0xFFFF ? 6 : 4, 16, QLatin1Char('0')).toUpper();
+    return QStringLiteral("0x") + QStringLiteral("%1")
+                                      .arg(address, address > 0xFFFF ? 6 : 4, 16, QLatin1Char('0'))
+                                      .toUpper();
 }
 
 } // namespace

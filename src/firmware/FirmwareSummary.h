@@ -10,7 +10,7 @@ namespace mivel::firmware {
 // go to the unit. The upload itself does not depend on it: the file is sent as it stands.
 struct FirmwareSummary {
     int lines = 0;
-    int records = 0;     // lines that are S-records (good or not)
+    int records = 0;      // lines that are S-records (good or not)
     qint64 dataBytes = 0; // program bytes of the good S1, S2 and S3 records
     quint32 lowAddress = 0;
     quint32 highAddress = 0; // of the last data byte

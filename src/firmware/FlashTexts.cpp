@@ -3,8 +3,9 @@
 namespace mivel::firmware {
 namespace {
 
-const QString RebootAndRetry = QStringLiteral("Please reboot the Vark Mivel by temporarily removing "
-                                              "power and try uploading the firmware again.");
+const QString RebootAndRetry =
+    QStringLiteral("Please reboot the Vark Mivel by temporarily removing "
+                   "power and try uploading the firmware again.");
 
 } // namespace
 
@@ -54,9 +55,9 @@ FailureText failureText(int code) {
                 RebootAndRetry +
                     QStringLiteral("  If this error persists please contact Vark for repair.")};
     case FileUnreadable:
-        return {QStringLiteral("UNABLE TO OPEN FIRMWARE FILE"),
-                QStringLiteral(
-                    "Please verify that a valid file was chosen for the firmware upgrade.")};
+        return {
+            QStringLiteral("UNABLE TO OPEN FIRMWARE FILE"),
+            QStringLiteral("Please verify that a valid file was chosen for the firmware upgrade.")};
     case LineNotSent:
         return {QStringLiteral("ERROR WHILE SENDING FIRMWARE LINE"),
                 QStringLiteral("This may be indicative of a corrupt firmware file.")};

@@ -59,7 +59,7 @@ int FlashUpload::finish(int code) {
     // On a failure the file stays as it was: the unit is to be power-cycled and the whole
     // upgrade run again.
     qCDebug(lcFlash) << "firmware upload ended with code" << code << "after" << linesSent_ << "of"
-                    << lineCount() << "lines";
+                     << lineCount() << "lines";
     return code;
 }
 

@@ -73,7 +73,7 @@ private:
     LinkHub::Subscription reading_;
     wire::Tokeniser tokeniser_;
     FirmwareFile file_;
-    QByteArray lastRead_; // the most recent chunk read, cleared after each acknowledgement
+    QByteArray lastRead_;    // the most recent chunk read, cleared after each acknowledgement
     bool handshake_ = false; // replies go to the loader-status parser
     bool running_ = false;
     qint16 linesSent_ = 0;

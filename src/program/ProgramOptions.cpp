@@ -23,9 +23,8 @@ struct Parser {
 
     Parser() {
         p.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-        p.addOptions(
-            {headless, simulate, port, alpacaPort, listen, config, discovery, thermalSpeed, flash,
-             help});
+        p.addOptions({headless, simulate, port, alpacaPort, listen, config, discovery, thermalSpeed,
+                      flash, help});
     }
 };
 

@@ -86,8 +86,8 @@ int main(int argc, char* argv[]) {
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({o.pty, o.pace, o.silent, o.garbage, o.split, o.focusError, o.lateAck,
-                       o.missingAck, o.lateLoader, o.hangUpRecords, o.noVoltage, o.eraseFailure, o.hangUp, o.seed,
-                       o.thermalSpeed});
+                       o.missingAck, o.lateLoader, o.hangUpRecords, o.noVoltage, o.eraseFailure,
+                       o.hangUp, o.seed, o.thermalSpeed});
     parser.process(app);
 
     QTextStream err(stderr);

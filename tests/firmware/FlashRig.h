@@ -79,9 +79,9 @@ inline bool writeFile(const QString& path, const QByteArrayList& lines,
 struct FlashRig : TestRig {
     sim::SimulatedUnit unit{clock};
     sim::PtyHost host{unit};
-    qint64 written = 0;   // by the program to the port
-    qint64 unitSent = 0;  // by the unit to the terminal
-    qint64 heard = 0;     // by the program from the port
+    qint64 written = 0;      // by the program to the port
+    qint64 unitSent = 0;     // by the unit to the terminal
+    qint64 heard = 0;        // by the program from the port
     QByteArray consoleHeard; // what reached a console's receiver
     ScriptedPrompt* prompt = nullptr;
     std::unique_ptr<AppContext> ctx;
@@ -99,9 +99,8 @@ struct FlashRig : TestRig {
             AppPaths::inDirectory(dir.path()), clock);
         QObject::connect(&unit, &sim::SimulatedUnit::transmit, &unit,
                          [this](const QByteArray& bytes) { unitSent += bytes.size(); });
-        listening = ctx->hub().subscribe(LinkHub::Audience::Driver, [this](std::string_view d) {
-            heard += qint64(d.size());
-        });
+        listening = ctx->hub().subscribe(LinkHub::Audience::Driver,
+                                         [this](std::string_view d) { heard += qint64(d.size()); });
         console = ctx->hub().subscribe(LinkHub::Audience::Console, [this](std::string_view d) {
             consoleHeard.append(d.data(), qsizetype(d.size()));
         });

@@ -66,8 +66,9 @@ private slots:
         QCOMPARE(s.value().lowAddress, 0x8000u);
         QCOMPARE(s.value().highAddress, 0x807Fu);
         QVERIFY(s.value().allGood() && s.value().terminated);
-        QCOMPARE(describeFirmware(s.value()), QStringLiteral("10 records, 128 data bytes at 0x8000 to "
-                                                      "0x807F.\nEvery record's checksum is right."));
+        QCOMPARE(describeFirmware(s.value()),
+                 QStringLiteral("10 records, 128 data bytes at 0x8000 to "
+                                "0x807F.\nEvery record's checksum is right."));
 
         QByteArrayList bad = good;
         bad[4][bad[4].size() - 1] = bad[4].endsWith('0') ? '1' : '0';

@@ -42,8 +42,8 @@ struct WindowRig {
     // when disabled.
     QString buttons() {
         QString out;
-        for (const auto& [name, letter] : {std::pair{"cmdBack", 'b'}, {"cmdNext", 'n'},
-                                           {"cmdCancel", 'c'}, {"cmdFinish", 'f'}})
+        for (const auto& [name, letter] :
+             {std::pair{"cmdBack", 'b'}, {"cmdNext", 'n'}, {"cmdCancel", 'c'}, {"cmdFinish", 'f'}})
             out += enabled(name) ? QChar(letter).toUpper() : QChar(letter);
         return out;
     }

@@ -14,10 +14,10 @@ private slots:
         QTest::addColumn<char>("type");
         QTest::addColumn<uint>("address");
         QTest::addColumn<QByteArray>("data");
-        QTest::newRow("S0 header") << QByteArray("S00600004844521B") << '0' << 0u
-                                   << QByteArray("HDR");
-        QTest::newRow("S1, 16-bit address") << QByteArray("S1050000AABB95") << '1' << 0u
-                                            << QByteArray("\xAA\xBB");
+        QTest::newRow("S0 header")
+            << QByteArray("S00600004844521B") << '0' << 0u << QByteArray("HDR");
+        QTest::newRow("S1, 16-bit address")
+            << QByteArray("S1050000AABB95") << '1' << 0u << QByteArray("\xAA\xBB");
         QTest::newRow("S2, 24-bit address, lower-case hex")
             << QByteArray("S20612345601025a") << '2' << 0x123456u << QByteArray("\x01\x02");
         QTest::newRow("S3, 32-bit address")
@@ -42,19 +42,19 @@ private slots:
         QTest::addColumn<int>("fault");
         QTest::newRow("empty") << QByteArray() << int(RecordFault::NotARecord);
         QTest::newRow("not an S") << QByteArray(":10000000") << int(RecordFault::NotARecord);
-        QTest::newRow("S4 does not exist") << QByteArray("S4050000AABB95")
-                                           << int(RecordFault::BadType);
+        QTest::newRow("S4 does not exist")
+            << QByteArray("S4050000AABB95") << int(RecordFault::BadType);
         QTest::newRow("count not hex") << QByteArray("S1G50000AABB95") << int(RecordFault::BadHex);
-        QTest::newRow("a data digit not hex") << QByteArray("S1050000AAXB95")
-                                              << int(RecordFault::BadHex);
+        QTest::newRow("a data digit not hex")
+            << QByteArray("S1050000AAXB95") << int(RecordFault::BadHex);
         QTest::newRow("count says more than the line has")
             << QByteArray("S1060000AABB95") << int(RecordFault::BadLength);
-        QTest::newRow("line longer than its count") << QByteArray("S1050000AABB9500")
-                                                    << int(RecordFault::BadLength);
-        QTest::newRow("count too small for the address") << QByteArray("S2030000FC")
-                                                         << int(RecordFault::BadLength);
-        QTest::newRow("checksum off by one") << QByteArray("S1050000AABB96")
-                                             << int(RecordFault::BadChecksum);
+        QTest::newRow("line longer than its count")
+            << QByteArray("S1050000AABB9500") << int(RecordFault::BadLength);
+        QTest::newRow("count too small for the address")
+            << QByteArray("S2030000FC") << int(RecordFault::BadLength);
+        QTest::newRow("checksum off by one")
+            << QByteArray("S1050000AABB96") << int(RecordFault::BadChecksum);
     }
     void namesTheFirstFault() {
         QFETCH(QByteArray, line);
