@@ -90,8 +90,7 @@ int main(int argc, char* argv[]) {
     }
 
     SilentPrompt prompt;
-    firmware::LoaderFlags flags;
-    firmware::FlashUpload upload(hub, prompt, flags);
+    firmware::FlashUpload upload(hub, prompt, std::make_shared<firmware::LoaderFlags>());
     std::optional<int> code;
     QElapsedTimer clock;
     clock.start();

@@ -13,11 +13,12 @@ Q_LOGGING_CATEGORY(lcFlash, "mivel.firmware")
 
 namespace mivel::firmware {
 
-FlashUpload::FlashUpload(LinkHub& hub, Prompt& prompt, LoaderFlags& flags, QObject* parent)
+FlashUpload::FlashUpload(LinkHub& hub, Prompt& prompt, std::shared_ptr<LoaderFlags> flags,
+                         QObject* parent)
     : QObject(parent)
     , hub_(hub)
     , prompt_(prompt)
-    , flags_(flags) {}
+    , flags_(std::move(flags)) {}
 
 FlashUpload::~FlashUpload() = default;
 
@@ -33,8 +34,8 @@ Task<int> FlashUpload::run(const QString& path) {
     running_ = true;
     linesSent_ = 0;
     percent_ = 0;
-    flags_.loaderAnswered = false;
-    flags_.wizardClosed = false;
+    flags_->loaderAnswered = false;
+    flags_->wizardClosed = false;
     // The upload reads the port itself, as a receiver that the transfer flag does not silence.
     reading_ = hub_.subscribe(LinkHub::Audience::Driver,
                               [this](std::string_view chunk) { receive(chunk); });
@@ -52,7 +53,7 @@ int FlashUpload::finish(int code) {
     handshake_ = false;
     running_ = false;
     if (code == NoError) {
-        flags_.loaderAnswered = false;
+        flags_->loaderAnswered = false;
         hub_.setFirmwareTransfer(false);
         file_.close();
     }
@@ -60,6 +61,8 @@ int FlashUpload::finish(int code) {
     // upgrade run again.
     qCDebug(lcFlash) << "firmware upload ended with code" << code << "after" << linesSent_ << "of"
                      << lineCount() << "lines";
+    if (orphaned_)
+        deleteLater();
     return code;
 }
 
@@ -70,7 +73,7 @@ Task<int> FlashUpload::enterLoader() {
     for (int attempt = 0; attempt < EnterAttempts; ++attempt) {
         send(wire::command(wire::Cmd::LoaderEnter));
         hub_.setFirmwareTransfer(true);
-        if (co_await hub_.waits().until(EnterLoaderMs, [this] { return flags_.loaderAnswered; }))
+        if (co_await hub_.waits().until(EnterLoaderMs, [this] { return flags_->loaderAnswered; }))
             co_return NoError;
     }
     handshake_ = false;
@@ -79,21 +82,21 @@ Task<int> FlashUpload::enterLoader() {
 }
 
 Task<int> FlashUpload::erase() {
-    flags_.loaderAnswered = true;
-    flags_.loaderStatus = StatusUnanswered;
+    flags_->loaderAnswered = true;
+    flags_->loaderStatus = StatusUnanswered;
     send(wire::command(wire::Cmd::LoaderErase));
     co_await drainOutput();
     emit statusChanged(text::Erasing);
     // The status starts at 255, so this wait ends at once unless a reply with a lower status
     // has been read by now: the unit holds the next command until its erase is over, and the
     // PC goes straight on.
-    co_await hub_.waits().until(EraseWaitMs, [this] { return flags_.loaderStatus >= 3; });
+    co_await hub_.waits().until(EraseWaitMs, [this] { return flags_->loaderStatus >= 3; });
     handshake_ = false;
-    if (flags_.loaderStatus >= 3) {
+    if (flags_->loaderStatus >= 3) {
         emit statusChanged(text::Erased);
         co_return NoError;
     }
-    co_return flags_.loaderStatus == 1 ? NoProgrammingVoltage : EraseFailed;
+    co_return flags_->loaderStatus == 1 ? NoProgrammingVoltage : EraseFailed;
 }
 
 Task<int> FlashUpload::sendFile(const QString& path) {
@@ -167,7 +170,7 @@ void FlashUpload::receive(std::string_view chunk) {
     tokeniser_.feed(chunk, [this](std::string_view tag, std::string_view value) {
         const wire::TagInfo* info = wire::findTag(tag);
         if (info && info->tag == wire::Tag::LoaderStatus && !value.empty())
-            flags_.onLoaderReply(int(static_cast<unsigned char>(value.front())));
+            flags_->onLoaderReply(int(static_cast<unsigned char>(value.front())));
     });
 }
 

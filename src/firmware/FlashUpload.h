@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QString>
 
+#include <memory>
+
 namespace mivel::firmware {
 
 // The upload of a firmware file to the unit's loader, over the shared link:
@@ -36,7 +38,8 @@ public:
     // The loader status before the erase is answered: not below 3, so it reads as ready.
     static constexpr qint16 StatusUnanswered = 255;
 
-    FlashUpload(LinkHub& hub, Prompt& prompt, LoaderFlags& flags, QObject* parent = nullptr);
+    FlashUpload(LinkHub& hub, Prompt& prompt, std::shared_ptr<LoaderFlags> flags,
+                QObject* parent = nullptr);
     ~FlashUpload() override;
 
     // Runs the upload of the file at path; the result is 0 on success or the error code (1 to 6,
@@ -44,6 +47,9 @@ public:
     Task<int> run(const QString& path);
 
     bool running() const { return running_; }
+    // Whoever started the upload is going away while it runs: the upload goes on to its end
+    // (the unit must not be left half way), then deletes itself.
+    void orphan() { orphaned_ = true; }
     qint16 lineCount() const { return file_.lineCount(); }
     qint16 linesSent() const { return linesSent_; }
     bool endRecordSeen() const { return file_.endRecordSeen(); }
@@ -69,13 +75,14 @@ private:
 
     LinkHub& hub_;
     Prompt& prompt_;
-    LoaderFlags& flags_;
+    std::shared_ptr<LoaderFlags> flags_;
     LinkHub::Subscription reading_;
     wire::Tokeniser tokeniser_;
     FirmwareFile file_;
     QByteArray lastRead_;    // the most recent chunk read, cleared after each acknowledgement
     bool handshake_ = false; // replies go to the loader-status parser
     bool running_ = false;
+    bool orphaned_ = false;
     qint16 linesSent_ = 0;
     int percent_ = 0;
     qint64 firstLineMs_ = 0;

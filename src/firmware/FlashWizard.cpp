@@ -3,6 +3,7 @@
 #include "FlashTexts.h"
 
 #include <QFileInfo>
+#include <QPointer>
 
 namespace mivel::firmware {
 
@@ -12,13 +13,17 @@ FlashWizard::FlashWizard(LinkHub& hub, Prompt& prompt, QObject* parent)
     , prompt_(prompt) {
     step_ = Welcome;
     changeStep(0);
-    flags_.loaderAnswered = false;
-    flags_.wizardClosed = false;
+    flags_->loaderAnswered = false;
+    flags_->wizardClosed = false;
 }
 
 FlashWizard::~FlashWizard() {
-    flags_.loaderAnswered = false;
-    flags_.wizardClosed = true;
+    if (uploading()) {
+        upload_->disconnect(this);
+        upload_.release()->orphan();
+    }
+    flags_->loaderAnswered = false;
+    flags_->wizardClosed = true;
 }
 
 void FlashWizard::changeStep(int delta) {
@@ -72,21 +77,27 @@ void FlashWizard::startUpload() {
         emit changed();
     });
     connect(upload_.get(), &FlashUpload::progressChanged, this, &FlashWizard::changed);
-    upload_->run(fileName_).then([this](int code) {
-        if (code == NoError) {
-            changeStep(1);
-        } else {
-            errorCode_ = qint16(code);
-            changeStep(2);
-        }
-        endPage();
+    upload_->run(fileName_).then([self = QPointer<FlashWizard>(this)](int code) {
+        if (!self)
+            return;
+        self->uploadEnded(code);
     });
+}
+
+void FlashWizard::uploadEnded(int code) {
+    if (code == NoError) {
+        changeStep(1);
+    } else {
+        errorCode_ = qint16(code);
+        changeStep(2);
+    }
+    endPage();
 }
 
 void FlashWizard::endPage() {
     // Both end pages: a late ":x" has no effect from now on.
-    flags_.wizardClosed = true;
-    flags_.loaderAnswered = false;
+    flags_->wizardClosed = true;
+    flags_->loaderAnswered = false;
     if (step_ == Success)
         prompt_.beep();
     emit changed();

@@ -36,7 +36,8 @@ public:
     };
 
     FlashWizard(LinkHub& hub, Prompt& prompt, QObject* parent = nullptr);
-    // Unload: a ":x" that comes after this is no longer the wizard's.
+    // Unload: a ":x" that comes after this is no longer the wizard's. An upload still running
+    // (the console closed under it) goes on to its end by itself.
     ~FlashWizard() override;
 
     // Moves by delta pages (-1 back, +1 next, +2 from the upload to the error page, 0 redraws)
@@ -61,7 +62,7 @@ public:
     // What the chosen file holds, in plain words; empty until a file that exists is named.
     QString fileSummary() const { return fileSummary_; }
     bool uploading() const { return upload_ && upload_->running(); }
-    LoaderFlags& flags() { return flags_; }
+    LoaderFlags& flags() { return *flags_; }
     const FlashUpload* upload() const { return upload_.get(); }
 
 signals:
@@ -71,12 +72,13 @@ signals:
 private:
     void drawPage();
     void startUpload();
+    void uploadEnded(int code);
     void endPage();
     void summariseFile();
 
     LinkHub& hub_;
     Prompt& prompt_;
-    LoaderFlags flags_;
+    std::shared_ptr<LoaderFlags> flags_ = std::make_shared<LoaderFlags>();
     std::unique_ptr<FlashUpload> upload_;
     qint16 step_ = Welcome;
     qint16 errorCode_ = 0;

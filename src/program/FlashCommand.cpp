@@ -143,8 +143,7 @@ int runFlashCommand(const ProgramOptions& options, int& argc, char** argv) {
                     opened->description);
 
     TerminalPrompt prompt;
-    firmware::LoaderFlags flags;
-    firmware::FlashUpload upload(hub, prompt, flags);
+    firmware::FlashUpload upload(hub, prompt, std::make_shared<firmware::LoaderFlags>());
     ProgressBar bar;
     QObject::connect(&upload, &firmware::FlashUpload::statusChanged, &app,
                      [&bar](const QString& text) { bar.status(text); });

@@ -6,6 +6,7 @@
 #include "firmware/FlashTexts.h"
 #include "firmware/FlashWizard.h"
 
+#include <QPointer>
 #include <QTest>
 
 using namespace mivel;
@@ -88,6 +89,25 @@ private slots:
         u.run();
         QCOMPARE(u.wizard->step(), int(FlashWizard::Success));
         QVERIFY(u.heardByUnit().startsWith("x x E"));
+    }
+
+    // The console closes (and the wizard with it) while the upload runs: the upload goes on to
+    // its end, so that the unit is not left half programmed, and then goes away.
+    void uploadOutlivesItsWizard() {
+        Upgrade u;
+        const QByteArrayList lines = test::firmwareLines(30);
+        QVERIFY(u.start(lines));
+        u.wizard = std::make_unique<FlashWizard>(u.rig.ctx->hub(), u.rig.ctx->prompt());
+        u.wizard->next();
+        u.wizard->setFileName(u.file);
+        u.wizard->next();
+        u.wizard->next();
+        QVERIFY(u.rig.runUntil([&] { return u.wizard->upload()->linesSent() >= 5; }, 10'000));
+        QPointer<QObject> upload(const_cast<FlashUpload*>(u.wizard->upload()));
+        u.wizard.reset();
+        QVERIFY(u.rig.runUntil([&] { return upload.isNull(); }, 10'000));
+        QCOMPARE(u.rig.unit.programmedRecords(), lines);
+        QVERIFY(!u.rig.ctx->hub().firmwareTransfer());
     }
 
     void everyFailureEndsOnItsErrorPage_data() {
