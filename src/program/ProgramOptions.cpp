@@ -18,12 +18,13 @@ struct Parser {
                                  "Answer Alpaca discovery even when listening on loopback."};
     QCommandLineOption thermalSpeed{"thermal-speed",
                                     "Run the simulated night N times faster (1 to 10000).", "N"};
+    QCommandLineOption flash{"flash", "Upload a firmware file to the unit and end.", "FILE"};
     QCommandLineOption help{QStringList{"h", "help"}, "Show this help."};
 
     Parser() {
         p.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-        p.addOptions(
-            {headless, simulate, port, alpacaPort, listen, config, discovery, thermalSpeed, help});
+        p.addOptions({headless, simulate, port, alpacaPort, listen, config, discovery, thermalSpeed,
+                      flash, help});
     }
 };
 
@@ -79,6 +80,13 @@ ParsedOptions parseProgramOptions(const QStringList& args) {
         if (!o.simulate)
             return {std::nullopt, QStringLiteral("--thermal-speed needs --simulate")};
     }
+    if (parser.p.isSet(parser.flash)) {
+        o.flashFile = parser.p.value(parser.flash);
+        if (o.flashFile.isEmpty())
+            return {std::nullopt, QStringLiteral("--flash needs a firmware file")};
+        if (!o.simulate && o.portDevice.isEmpty())
+            return {std::nullopt, QStringLiteral("--flash needs --port DEVICE or --simulate")};
+    }
     if (parser.p.isSet(parser.listen)) {
         const auto address = parseAddress(parser.p.value(parser.listen));
         if (!address)
@@ -102,6 +110,9 @@ QString programUsage() {
         "  --config DIR       Folder for the settings and data files.\n"
         "  --discovery        Answer Alpaca discovery even when listening on loopback.\n"
         "  --thermal-speed N  With --simulate: run the simulated night N times faster.\n"
+        "  --flash FILE       Upload the firmware file FILE (with --port or --simulate) in the\n"
+        "                     terminal and end: exit code 0 on success, 11 to 16 for the\n"
+        "                     upload's error codes 1 to 6.\n"
         "  -h, --help         Show this help.\n");
 }
 

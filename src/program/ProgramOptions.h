@@ -17,6 +17,7 @@ struct ProgramOptions : ServeOptions {
     QString portDevice;      // serial device path over the stored port; empty: the stored one
     QString configDir;       // empty: the standard folders
     double thermalSpeed = 1; // how many times faster the simulated unit's night runs
+    QString flashFile;       // --flash: upload this firmware file in the terminal, then end
 };
 
 struct ParsedOptions {

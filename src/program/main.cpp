@@ -10,6 +10,7 @@
 #include "datalog/Recording.h"
 #include "drivers/DriverSet.h"
 #include "link/LinkHub.h"
+#include "program/FlashCommand.h"
 #include "program/ProgramOptions.h"
 #include "program/StopSignals.h"
 #include "sim/PtyHost.h"
@@ -85,6 +86,8 @@ int main(int argc, char* argv[]) {
         QTextStream(stdout) << programUsage();
         return 0;
     }
+    if (!options.flashFile.isEmpty())
+        return runFlashCommand(options, argc, argv);
     const bool headless = options.headless || !displayAvailable();
 
     // CONSOLE (1 of 2): with a display the console windows run in this process beside the

@@ -45,7 +45,8 @@ bool watchSignals(QObject* parent) {
 
 struct Options {
     QCommandLineOption pty{"pty", "Create the pseudo-terminal and link <path> to it.", "path"};
-    QCommandLineOption pace{"pace", "Send replies at the line's real speed (1.04 ms a character)."};
+    QCommandLineOption pace{"pace",
+                            "Run the line at its real speed (1.04 ms a character each way)."};
     QCommandLineOption silent{"silent", "Fault: answer nothing."};
     QCommandLineOption garbage{"garbage", "Fault: mix random bytes into the replies."};
     QCommandLineOption split{"split", "Fault: deliver replies in pieces split at random bytes."};
@@ -54,6 +55,12 @@ struct Options {
     QCommandLineOption lateAck{
         "late-ack", "Fault: acknowledge firmware lines only after <ms> milliseconds.", "ms"};
     QCommandLineOption missingAck{"missing-ack", "Fault: never acknowledge firmware lines."};
+    QCommandLineOption lateLoader{
+        "late-loader", "Fault: the firmware loader answers \"x \" only after <ms> milliseconds.",
+        "ms"};
+    QCommandLineOption hangUpRecords{
+        "hang-up-after-records",
+        "Fault: hang up the line after <n> firmware lines (0: when programming starts).", "n"};
     QCommandLineOption noVoltage{"no-programming-voltage",
                                  "Fault: the firmware erase reports no programming voltage."};
     QCommandLineOption eraseFailure{"erase-failure", "Fault: the firmware erase fails."};
@@ -79,8 +86,8 @@ int main(int argc, char* argv[]) {
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addOptions({o.pty, o.pace, o.silent, o.garbage, o.split, o.focusError, o.lateAck,
-                       o.missingAck, o.noVoltage, o.eraseFailure, o.hangUp, o.seed,
-                       o.thermalSpeed});
+                       o.missingAck, o.lateLoader, o.hangUpRecords, o.noVoltage, o.eraseFailure,
+                       o.hangUp, o.seed, o.thermalSpeed});
     parser.process(app);
 
     QTextStream err(stderr);
@@ -99,13 +106,18 @@ int main(int argc, char* argv[]) {
     mivel::sim::SimulatedUnit unit;
     unit.setThermalSpeed(speed);
     unit.setRandomSeed(parser.value(o.seed).toUInt());
-    unit.setPacing(parser.isSet(o.pace) ? mivel::sim::OutputLine::LineMsPerChar : 0);
+    const double pace = parser.isSet(o.pace) ? mivel::sim::OutputLine::LineMsPerChar : 0;
+    unit.setPacing(pace);
+    unit.setInputPacing(pace);
     unit.setSilent(parser.isSet(o.silent));
     unit.setGarbage(parser.isSet(o.garbage));
     unit.setSplitReplies(parser.isSet(o.split));
     unit.setFocusError(parser.value(o.focusError).toInt());
     unit.setAckDelayMs(parser.value(o.lateAck).toLongLong());
     unit.setAckMissing(parser.isSet(o.missingAck));
+    unit.setLoaderReplyDelayMs(parser.value(o.lateLoader).toLongLong());
+    if (parser.isSet(o.hangUpRecords))
+        unit.setHangUpAfterRecords(parser.value(o.hangUpRecords).toInt());
     unit.setNoProgrammingVoltage(parser.isSet(o.noVoltage));
     unit.setEraseFailure(parser.isSet(o.eraseFailure));
 

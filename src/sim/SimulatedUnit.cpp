@@ -3,6 +3,8 @@
 
 #include "UnitWords.h"
 
+#include "wire/SRecord.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -44,7 +46,9 @@ SimulatedUnit::SimulatedUnit(Clock& clock, QObject* parent)
     , clock_(clock)
     , tick_(clock, this)
     , line_(clock, this)
+    , input_(clock, this)
     , lastStepMs_(clock.nowMs()) {
+    connect(&input_, &InputLine::arrived, this, &SimulatedUnit::hear);
     connect(&line_, &OutputLine::delivered, this, [this](const QByteArray& chunk) {
         if (!hungUp_)
             emit transmit(chunk);
@@ -59,6 +63,11 @@ SimulatedUnit::~SimulatedUnit() = default;
 
 void SimulatedUnit::receive(const QByteArray& fromPc) {
     received_ += fromPc;
+    if (!hungUp_)
+        input_.push(fromPc);
+}
+
+void SimulatedUnit::hear(const QByteArray& fromPc) {
     if (hungUp_)
         return;
     catchUp();
@@ -326,11 +335,25 @@ void SimulatedUnit::enterLoader() {
         reader_.setMode(CommandReader::Mode::Loader);
         loader_ = LoaderState::Ready;
     }
-    reply({{tag::LoaderStatus, QByteArray(1, LoaderReady)}});
+    if (loaderReplyDelayMs_ > 0)
+        Timer::singleShot(clock_, loaderReplyDelayMs_, this, [this] { loaderStatus(LoaderReady); });
+    else
+        loaderStatus(LoaderReady);
+}
+
+void SimulatedUnit::loaderStatus(char status) {
+    reply({{tag::LoaderStatus, QByteArray(1, status)}});
 }
 
 void SimulatedUnit::erase() {
-    // The unit reads nothing more until the erase is over; what the PC sends meanwhile waits.
+    // A missing programming voltage and a flash that refuses its first block are known at once;
+    // a good erase takes its time, and the unit reads nothing more until it is over (what the
+    // PC sends meanwhile waits).
+    if (noProgrammingVoltage_ || eraseFailure_) {
+        loader_ = LoaderState::Refused;
+        loaderStatus(noProgrammingVoltage_ ? NoProgrammingVoltage : EraseFailed);
+        return;
+    }
     loader_ = LoaderState::Erasing;
     Timer::singleShot(clock_, eraseMs_, this, [this] { eraseDone(); });
 }
@@ -338,11 +361,8 @@ void SimulatedUnit::erase() {
 void SimulatedUnit::eraseDone() {
     if (loader_ != LoaderState::Erasing)
         return; // switched off and on meanwhile
-    const char status = noProgrammingVoltage_ ? NoProgrammingVoltage
-                        : eraseFailure_       ? EraseFailed
-                                              : LoaderReady;
-    loader_ = status == LoaderReady ? LoaderState::Erased : LoaderState::Refused;
-    reply({{tag::LoaderStatus, QByteArray(1, status)}});
+    loader_ = LoaderState::Erased;
+    loaderStatus(LoaderReady);
     readHeld();
 }
 
@@ -354,11 +374,21 @@ void SimulatedUnit::program() {
     else
         loader_ = LoaderState::Refused;
     reader_.setMode(CommandReader::Mode::Records);
+    if (hangUpAfterRecords_ == 0)
+        setHungUp(true);
 }
 
 void SimulatedUnit::takeRecord(const QByteArray& record) {
     if (loader_ != LoaderState::Programming)
         return;
+    // A record the loader cannot trust stops the programming: it is not acknowledged, and
+    // neither is anything after it, so the PC gives up on the handshake.
+    const wire::SRecord read = wire::readRecord(view(record));
+    if (!read.ok()) {
+        refused_ << record;
+        loader_ = LoaderState::Refused;
+        return;
+    }
     records_ << record;
     if (!ackMissing_) {
         if (ackDelayMs_ > 0)
@@ -366,9 +396,12 @@ void SimulatedUnit::takeRecord(const QByteArray& record) {
         else
             send("* ");
     }
+    if (hangUpAfterRecords_ > 0 && records_.size() >= hangUpAfterRecords_) {
+        setHungUp(true);
+        return;
+    }
     // The termination record ends the upload; the unit then starts its new program.
-    const char type = record.size() > 1 ? record.at(1) : '0';
-    if (type == '7' || type == '8' || type == '9')
+    if (read.terminates())
         restart();
 }
 
@@ -387,6 +420,7 @@ void SimulatedUnit::setHungUp(bool on) {
     hungUp_ = on;
     if (on) {
         held_.clear();
+        input_.clear();
         line_.clear();
     }
     emit hungUpChanged(on);

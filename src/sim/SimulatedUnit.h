@@ -3,6 +3,7 @@
 #include "sim/CommandReader.h"
 #include "sim/ControllerParams.h"
 #include "sim/FocusDrive.h"
+#include "sim/InputLine.h"
 #include "sim/OutputLine.h"
 #include "sim/RotatorDrive.h"
 #include "sim/TempComp.h"
@@ -57,15 +58,24 @@ public:
     // 0 reports no focus error; 1, 2 or 3 are reported with every focuser status, and 2 and 3
     // (over-current, driver over-temperature) turn the focus motor off as the unit does.
     void setFocusError(int code);
+    // The loader answers "x " only after this long.
+    void setLoaderReplyDelayMs(qint64 ms) { loaderReplyDelayMs_ = ms; }
     void setAckDelayMs(qint64 ms) { ackDelayMs_ = ms; }
     void setAckMissing(bool on) { ackMissing_ = on; }
+    // Without programming voltage, or with a flash that will not erase, the loader answers "E"
+    // at once with its failure status and then takes no record.
     void setNoProgrammingVoltage(bool on) { noProgrammingVoltage_ = on; }
     void setEraseFailure(bool on) { eraseFailure_ = on; }
+    // The unit drops off the line once it has acknowledged this many records; with 0 it drops
+    // as soon as it is told to program. Negative: never.
+    void setHangUpAfterRecords(int count) { hangUpAfterRecords_ = count; }
     // The unit drops off the line: whatever carries its bytes closes, and it hears nothing.
     void setHungUp(bool on);
     bool hungUp() const { return hungUp_; }
     // Milliseconds per character on the way to the PC; 0 (the default) for no pacing.
     void setPacing(double msPerChar) { line_.setPacing(msPerChar); }
+    // Milliseconds per character on the way from the PC; 0 (the default) for no pacing.
+    void setInputPacing(double msPerChar) { input_.setPacing(msPerChar); }
     void setRandomSeed(quint32 seed) { line_.setSeed(seed); }
 
     // Tuning and set-up.
@@ -124,6 +134,8 @@ public:
     bool uploading() const { return uploading_ && !uploadStalled(); }
     LoaderState loaderState() const { return loader_; }
     QByteArrayList programmedRecords() const { return records_; }
+    // Records the loader refused (a bad type, length or checksum), as they came.
+    QByteArrayList refusedRecords() const { return refused_; }
 
     // Everything the PC sent, for tests that check the exact bytes.
     QByteArray receivedBytes() const { return received_; }
@@ -147,6 +159,7 @@ private:
     void dispatch(const ReadCommand& command);
     const Rule* resolve(const ReadCommand& command) const;
     void send(const QByteArray& reply);
+    void hear(const QByteArray& fromPc);
 
     bool uploadStalled() const;
     void reply(std::initializer_list<std::pair<std::string_view, QByteArray>> items);
@@ -166,10 +179,12 @@ private:
     void eraseDone();
     void program();
     void takeRecord(const QByteArray& record);
+    void loaderStatus(char status);
 
     Clock& clock_;
     Timer tick_;
     OutputLine line_;
+    InputLine input_;
     CommandReader reader_;
     QByteArray held_;
     QByteArray received_;
@@ -198,6 +213,9 @@ private:
 
     LoaderState loader_ = LoaderState::Off;
     QByteArrayList records_;
+    QByteArrayList refused_;
+    qint64 loaderReplyDelayMs_ = 0;
+    int hangUpAfterRecords_ = -1;
     qint64 eraseMs_ = 1000;
     qint64 ackDelayMs_ = 0;
     bool ackMissing_ = false;

@@ -22,6 +22,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QDir>
 #include <QDoubleSpinBox>
 #include <QLabel>
@@ -116,6 +117,11 @@ private slots:
                 !rig.action("mnuConnect")->isEnabled());
         QVERIFY(rig.action("HangUpPhone")->isEnabled() && rig.action("mnuDisconnect")->isEnabled());
         QCOMPARE(rig.text(&w, "lblActual"), QStringLiteral("12500"));
+        // With the port open the firmware wizard can be had, once.
+        rig.action("mnuFirmware")->trigger();
+        rig.action("mnuFirmware")->trigger();
+        QCOMPARE(w.findChildren<QDialog*>(QStringLiteral("frmFlash")).size(), 1);
+        delete w.findChild<QDialog*>(QStringLiteral("frmFlash"));
 
         // Each tab shows its readings, and its poll follows it.
         rig.showTab(&w, 1);

@@ -80,9 +80,10 @@ private slots:
         help.start(QStringLiteral(MIVEL_SIM_PROGRAM), {QStringLiteral("--help")});
         QVERIFY(help.waitForFinished(10000));
         const QString text = QString::fromLocal8Bit(help.readAllStandardOutput());
-        for (const char* option : {"--pace", "--silent", "--garbage", "--split", "--focus-error",
-                                   "--late-ack", "--missing-ack", "--no-programming-voltage",
-                                   "--erase-failure", "--hang-up-after", "--thermal-speed"})
+        for (const char* option :
+             {"--pace", "--silent", "--garbage", "--split", "--focus-error", "--late-ack",
+              "--missing-ack", "--no-programming-voltage", "--erase-failure", "--hang-up-after",
+              "--thermal-speed", "--late-loader", "--hang-up-after-records"})
             QVERIFY2(text.contains(QLatin1String(option)), option);
         for (const char* speed : {"0", "fast", "20000"})
             QCOMPARE(QProcess::execute(QStringLiteral(MIVEL_SIM_PROGRAM),

@@ -452,17 +452,17 @@ private slots:
         QCOMPARE(b.ask("x ").bytes, ready);
         b.heard.clear();
         // The PC goes straight on; the unit holds it all until the erase is done.
-        b.send(QByteArray("EP") + "S1050000AABBCC");
+        b.send(QByteArray("EP") + "S1050000AABB95");
         b.run(999);
         QCOMPARE(b.heard.bytes, QByteArray());
         b.run(1);
         QCOMPARE(b.heard.bytes, ready + "* ");
         b.heard.clear();
-        b.send("S1050002DDEEFF");
+        b.send("S1050002DDEE2D");
         QCOMPARE(b.heard.bytes, QByteArray("* "));
         b.send("S9030000FC");
         QCOMPARE(b.unit.programmedRecords(),
-                 (QByteArrayList{"S1050000AABBCC", "S1050002DDEEFF", "S9030000FC"}));
+                 (QByteArrayList{"S1050000AABB95", "S1050002DDEE2D", "S9030000FC"}));
         // The termination record ends the upload and the unit runs normally again.
         QCOMPARE(b.ask("! ").bytes, QByteArray(":! 1 "));
     }
@@ -489,11 +489,83 @@ private slots:
         b.run(1000);
         QCOMPARE(b.heard.bytes, QByteArray(":x ") + status + ' ');
         b.heard.clear();
-        b.send(QByteArray("P") + "S1050000AABBCC");
+        b.send(QByteArray("P") + "S1050000AABB95");
         b.run(5999);
         QCOMPARE(b.heard.bytes, QByteArray());
         b.run(10000);
         QCOMPARE(b.heard.bytes, QByteArray(fault == 3 ? "* " : ""));
+    }
+
+    // The loader checks each record: one with a bad checksum, length or type is not
+    // acknowledged, and neither is anything after it.
+    void loaderRefusesABadRecord_data() {
+        QTest::addColumn<QByteArray>("bad");
+        QTest::newRow("checksum") << QByteArray("S1050002DDEE2E");
+        QTest::newRow("type S4") << QByteArray("S4050002DDEE2D");
+        QTest::newRow("too short for its address") << QByteArray("S1020000");
+        QTest::newRow("not hex") << QByteArray("S1050002DDXE2D");
+    }
+    void loaderRefusesABadRecord() {
+        QFETCH(QByteArray, bad);
+        Bench b;
+        b.unit.setEraseDurationMs(0);
+        b.send("x EP");
+        b.run(1);
+        b.heard.clear();
+        b.send("S1050000AABB95");
+        QCOMPARE(b.heard.bytes, QByteArray("* "));
+        b.send(bad + "S1050004DDEE2B");
+        b.run(10000);
+        QCOMPARE(b.heard.bytes, QByteArray("* "));
+        QCOMPARE(b.unit.programmedRecords(), QByteArrayList{"S1050000AABB95"});
+        QCOMPARE(b.unit.refusedRecords(), QByteArrayList{bad});
+    }
+
+    void loaderAnswersLateOrHangsUp() {
+        Bench late;
+        late.unit.setLoaderReplyDelayMs(1500);
+        late.send("x ");
+        late.run(1499);
+        QCOMPARE(late.heard.bytes, QByteArray());
+        late.run(1);
+        QCOMPARE(late.heard.bytes, QByteArray(":x ") + SimulatedUnit::LoaderReady + ' ');
+
+        // Told to hang up after two records: it acknowledges them, then drops the line.
+        Bench cut;
+        cut.unit.setEraseDurationMs(0);
+        cut.unit.setHangUpAfterRecords(2);
+        cut.send("x EP");
+        cut.run(1);
+        cut.heard.clear();
+        cut.send("S1050000AABB95S1050002DDEE2D");
+        QCOMPARE(cut.heard.bytes, QByteArray("* * "));
+        QVERIFY(cut.unit.hungUp());
+        // With 0 it drops the line as soon as it is told to program.
+        Bench atOnce;
+        atOnce.unit.setHangUpAfterRecords(0);
+        atOnce.unit.setEraseDurationMs(0);
+        atOnce.send("x E");
+        atOnce.run(1);
+        QVERIFY(!atOnce.unit.hungUp());
+        atOnce.send("P");
+        QVERIFY(atOnce.unit.hungUp());
+    }
+
+    // With the line paced towards the unit, a record is whole (and acknowledged) only when its
+    // last character has come down the line: 14 characters at 1.04 ms each.
+    void pacedInputTakesTheLinesTime() {
+        Bench b;
+        b.unit.setEraseDurationMs(0);
+        b.unit.setInputPacing(sim::OutputLine::LineMsPerChar);
+        b.send("x EP");
+        b.run(10);
+        b.heard.clear();
+        b.send("S1050000AABB95");
+        b.run(14);
+        QCOMPARE(b.heard.bytes, QByteArray());
+        b.run(2);
+        QCOMPARE(b.heard.bytes, QByteArray("* "));
+        QCOMPARE(b.unit.receivedBytes().right(14), QByteArray("S1050000AABB95"));
     }
 
     // --- line faults and pacing ---------------------------------------------------------

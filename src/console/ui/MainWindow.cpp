@@ -4,6 +4,7 @@
 #include "ConsoleBinder.h"
 
 #include "app/SettingsKey.h"
+#include "firmware/ui/FlashWindow.h"
 
 #include "ui_MainWindow.h"
 
@@ -84,6 +85,7 @@ void MainWindow::wireActions() {
     if (datalog::Recording* recording = app_.recording())
         connect(&recording->log(), &datalog::DataLog::activeChanged, this, &MainWindow::refreshLog);
     connect(u.mnuHeaterWizard, &QAction::triggered, this, [this] { app_.openHeaterWizard(this); });
+    connect(u.mnuFirmware, &QAction::triggered, this, &MainWindow::openFirmwareWizard);
     u.mnuNight->setChecked(app_.nightVision());
     connect(u.mnuNight, &QAction::toggled, &app_, &ConsoleApp::setNightVision);
     for (QAction* a : {u.About, u.mnuAbout})
@@ -106,6 +108,7 @@ void MainWindow::refreshLink() {
     for (QAction* a : {u.mnuGoto, u.mnuHome, u.mnuStop})
         a->setEnabled(open);
     u.mnuTempComp->setEnabled(open && console_->tempCompAvailable());
+    u.mnuFirmware->setEnabled(open);
     for (QAction* a : {u.Calibrate, u.mnuCalibrate})
         a->setEnabled(app_.calibrationAvailable());
     u.mnuHeaterWizard->setEnabled(app_.heaterWizardAvailable());
@@ -134,6 +137,15 @@ void MainWindow::refreshLog() {
         a->setEnabled(logging);
     for (QAction* a : {u.Graph, u.mnuGraph})
         a->setEnabled(recording != nullptr);
+}
+
+void MainWindow::openFirmwareWizard() {
+    AppContext& ctx = app_.context();
+    firmware::FlashWindow* w = firmware::openFlashWindow(ctx.hub(), ctx.prompt(), this);
+    // While the console still reads the port (before the first "x "), a ":x" it parses is the
+    // wizard's too.
+    connect(console_, &MainConsole::loaderStatus, w,
+            [w](int code) { w->wizard().flags().onLoaderReply(code); });
 }
 
 void MainWindow::onShownTabGoto() {

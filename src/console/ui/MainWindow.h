@@ -35,6 +35,7 @@ private:
     void wireActions();
     void refreshLink();
     void refreshLog();
+    void openFirmwareWizard();
     void onShownTabGoto();
     void onShownTabHome();
 
