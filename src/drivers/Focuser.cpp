@@ -106,11 +106,18 @@ void Focuser::setTempComp(bool on) {
     send(wire::command(Cmd::TempCompMode, mode, Lead::Space));
 }
 
+// A read while a " T " is still unanswered shares that query's reply and its deadline instead of
+// sending another: the unit answers " T " with about 150 characters, so one query per read
+// would queue replies without bound at the line's 9600 baud once a few clients poll.
 Task<std::optional<double>> Focuser::temperature() {
     const Alive token = alive();
-    send(wire::command(Cmd::Temperatures, Lead::Space));
-    temperatureReceived_ = false;
-    co_await waitFor(TemperatureWaitMs, [this] { return temperatureReceived_; });
+    if (!temperatureQueryOutstanding()) {
+        send(wire::command(Cmd::Temperatures, Lead::Space));
+        temperatureReceived_ = false;
+        temperatureQueryAt_ = now();
+    }
+    const qint64 remainingMs = *temperatureQueryAt_ + TemperatureWaitMs - now();
+    co_await waitFor(remainingMs, [this] { return temperatureReceived_; });
     if (gone(token))
         co_return std::nullopt;
     co_return temperature_;
