@@ -10,10 +10,15 @@
 //   5. 32 clients each polling every standard status read of the three devices at 10 Hz while
 //      the focuser and the rotator move: p99 of the reads, and the status and temperature
 //      queries written to the unit per second.
+//   6. 1..64 callers of the focuser object's temperature (the console and the other callers
+//      that do not go through the Alpaca server's mirror), each reading at 10 Hz: " T " written
+//      per second against the replies the line carries, which must stay level.
 //
 // Usage: alpaca_bench [seconds per run, default 5]
 
 #include "BenchServer.h"
+
+#include "wire/Tokeniser.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -286,6 +291,51 @@ int main(int argc, char* argv[]) {
                     double(lat.size()) / seconds, percentileMs(lat, 0.5), percentileMs(lat, 0.99),
                     percentileMs(lat, 1.0), errors, double(sent.count(" Q ")) / seconds,
                     double(sent.count(" R ")) / seconds, double(sent.count("T ")) / seconds);
+    }
+
+    // 6. The focuser object's temperature read by many callers at once.
+    {
+        s.unit.setRotatorSpeed(0);
+        s.unit.setFocusSpeed(0);
+        std::printf("6. callers of the focuser object's temperature, each at 10 Hz:\n"
+                    "   callers  \" T \"/s  replies/s  reads/s\n");
+        Focuser& focuser = s.drivers->focuser();
+        int replies = 0; // the temperature replies that reached the program
+        wire::Tokeniser tokeniser;
+        const LinkHub::Subscription heard =
+            s.ctx->hub().subscribe(LinkHub::Audience::Driver, [&](std::string_view chunk) {
+                tokeniser.feed(chunk, [&](std::string_view tag, std::string_view value) {
+                    replies += tag == ":t1" && !value.empty() ? 1 : 0;
+                });
+            });
+        for (int callers : {1, 4, 16, 64}) {
+            runFor(1100);
+            s.unit.clearReceived();
+            replies = 0;
+            int answered = 0;
+            int outstanding = 0;
+            QTimer tick;
+            QObject::connect(&tick, &QTimer::timeout, [&] {
+                // Each caller reads again once its last read has ended.
+                while (outstanding < callers) {
+                    ++outstanding;
+                    focuser.temperature().then([&](const std::optional<double>&) {
+                        --outstanding;
+                        ++answered;
+                    });
+                }
+            });
+            tick.start(100);
+            runFor(runMs);
+            tick.stop();
+            const double seconds = double(runMs) / 1000.0;
+            const QByteArray sent = s.unit.receivedBytes();
+            std::printf("   %7d  %7.1f  %9.1f  %7.1f\n", callers,
+                        double(sent.count(" T ")) / seconds, double(replies) / seconds,
+                        double(answered) / seconds);
+            while (outstanding > 0)
+                runFor(50);
+        }
     }
 
     thread.quit();

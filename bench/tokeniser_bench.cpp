@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -57,6 +58,26 @@ void BM_Tokenise(benchmark::State& state) {
 }
 // Chunks of up to 1 byte (a character per receive event), up to 16 and up to 256 bytes.
 BENCHMARK(BM_Tokenise)->Arg(1)->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
+
+// The anchor: the least any tokeniser can do with the same chunks, find each space with memchr.
+void BM_MemchrScan(benchmark::State& state) {
+    const std::string stream = realisticStream(1 << 20);
+    const auto chunks = splitRandomly(stream, std::size_t(state.range(0)));
+    std::size_t spaces = 0;
+    for (auto _ : state) {
+        for (auto chunk : chunks) {
+            const char* p = chunk.data();
+            const char* end = p + chunk.size();
+            while (const void* found = std::memchr(p, ' ', std::size_t(end - p))) {
+                ++spaces;
+                p = static_cast<const char*>(found) + 1;
+            }
+        }
+    }
+    benchmark::DoNotOptimize(spaces);
+    state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(stream.size()));
+}
+BENCHMARK(BM_MemchrScan)->Arg(1)->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
 
 // A device that is not the unit: 10 MB of NMEA sentences without a space, in 4 KB reads. The
 // cost must stay that of a scan, and the memory that of one capped token.

@@ -4,7 +4,7 @@
 
 namespace mivel::wire {
 
-std::optional<double> toNumber(std::string_view text) {
+std::optional<double> decimalNumber(std::string_view text) {
     std::size_t i = 0;
     const std::size_t n = text.size();
     if (i < n && (text[i] == '+' || text[i] == '-'))

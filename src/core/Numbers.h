@@ -3,6 +3,7 @@
 // Numbers on the wire and the conversions the unit's values go through. No Qt here.
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -12,7 +13,24 @@ namespace mivel::wire {
 
 // A decimal number as the unit writes it: optional sign, digits, optional fraction, optional
 // exponent. Anything else (empty text, a tag, garbage) is not numeric.
-std::optional<double> toNumber(std::string_view text);
+std::optional<double> decimalNumber(std::string_view text);
+
+// The same, read at once when it is a plain integer of up to 15 digits (exact in a double), as
+// nearly every value from the unit is; every reply value goes through here.
+inline std::optional<double> toNumber(std::string_view text) {
+    const std::size_t signs = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
+    const std::size_t digits = text.size() - signs;
+    if (digits == 0 || digits > 15)
+        return decimalNumber(text);
+    std::int64_t whole = 0;
+    for (std::size_t i = signs; i < text.size(); ++i) {
+        const unsigned digit = unsigned(text[i]) - unsigned('0');
+        if (digit > 9)
+            return decimalNumber(text);
+        whole = whole * 10 + digit;
+    }
+    return text[0] == '-' ? -double(whole) : double(whole);
+}
 
 // Rounding to an integer the way the unit's host conversions do: halves go to the even
 // neighbour. Empty when the result does not fit.

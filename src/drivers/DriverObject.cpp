@@ -162,12 +162,7 @@ Task<bool> DriverObject::probe(quint64 attempt) {
 
 bool DriverObject::endProbing() {
     link_.pending = false;
-    const qint64 idleTickMs =
-        link_.linked ? probing_.tickMsOnceLinked : probing_.tickMsAfterFailure;
-    if (idleTickMs > 0)
-        linkTimer_.setInterval(idleTickMs);
-    else
-        linkTimer_.stop();
+    linkTimer_.stop();
     return link_.linked;
 }
 

@@ -22,13 +22,13 @@ namespace mivel {
 // How an object probes for the unit when it links: "! " at most `probes` times, each probe ended
 // by the next tick of the object's link timer, which ticks every tickMs from the start of the
 // attempt. The unit answered when ":!" was parsed before the tick that ends a probe.
+//
+// The timer runs only while an attempt probes. Ticks after an attempt would change nothing (only
+// a probing attempt reads them, and each attempt starts the timer afresh), so a linked object
+// leaves the program asleep between requests.
 struct LinkProbing {
     int probes;
     qint64 tickMs;
-    // After an attempt the timer ticks on at these intervals, its ticks no longer used, as each
-    // object has always left it; 0 stops it.
-    qint64 tickMsOnceLinked = 0;
-    qint64 tickMsAfterFailure = 0;
 };
 
 // What the three driver objects share: a user of the one serial link that receives every
@@ -139,7 +139,7 @@ private:
     // The probing of attempt number `attempt`; true when the unit answered. Once
     // attemptOver(attempt) it stops without touching the object's state.
     Task<bool> probe(quint64 attempt);
-    // After the last probe: ticks no longer count, and the timer goes on as the object wants.
+    // After the last probe: ticks no longer count, and the timer stops.
     bool endProbing();
     // A tick of the link timer: during an attempt it ends the probe's wait with its answer.
     void onLinkTick();

@@ -106,10 +106,17 @@ void Focuser::setTempComp(bool on) {
     send(wire::command(Cmd::TempCompMode, mode, Lead::Space));
 }
 
+// A read while a " T " is still unanswered waits for that query's reply instead of sending
+// another: the unit answers " T " with about 150 characters, so one query per read would queue
+// replies without bound at the line's 9600 baud once a few clients poll. Each read still waits
+// as long as its own query would have.
 Task<std::optional<double>> Focuser::temperature() {
     const Alive token = alive();
-    send(wire::command(Cmd::Temperatures, Lead::Space));
-    temperatureReceived_ = false;
+    if (!temperatureQueryOutstanding()) {
+        send(wire::command(Cmd::Temperatures, Lead::Space));
+        temperatureReceived_ = false;
+        temperatureQueryAt_ = now();
+    }
     co_await waitFor(TemperatureWaitMs, [this] { return temperatureReceived_; });
     if (gone(token))
         co_return std::nullopt;

@@ -75,6 +75,10 @@ private:
     void onNumber(wire::Tag tag, double value) override;
     void onLinked() override;
     Task<void> statusQuery();
+    bool temperatureQueryOutstanding() const {
+        return temperatureQueryAt_ && !temperatureReceived_ &&
+               now() - *temperatureQueryAt_ < TemperatureWaitMs;
+    }
     Task<void> tempCompQuery();
     template <class V>
     Task<Outcome<V>> tempCompParameter(V TempCompState::*field, const Error& unavailable);
@@ -100,6 +104,7 @@ private:
     bool manualMode_ = false;
     std::optional<double> temperature_;
     bool temperatureReceived_ = false;
+    std::optional<qint64> temperatureQueryAt_; // when the last " T " went out
     qint16 targetReplies_ = 0;
     qint16 actualReplies_ = 0;
     qint64 lastStatusQuery_ = 0;

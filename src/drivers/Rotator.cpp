@@ -40,11 +40,9 @@ const DriverObject::TagHandler<Rotator> Rotator::kTagHandlers[] = {
     {Tag::RotatorRecord, &Rotator::onRecord},
 };
 
-// Seven probes, one a tick of 250 ms; the link timer keeps ticking after the attempt, its ticks
-// then unused.
+// Seven probes, one a tick of 250 ms.
 Rotator::Rotator(AppContext& ctx)
-    : DriverObject(ctx, errors::NoResponseFromMivel,
-                   {LinkAttempts, LinkTickMs, LinkTickMs, LinkTickMs}, table()) {
+    : DriverObject(ctx, errors::NoResponseFromMivel, {LinkAttempts, LinkTickMs}, table()) {
     checkRegistry(ctx);
     lastQuery_ = now();
     // The rotator takes the port at once, before any Link. The settings have just been loaded,

@@ -56,11 +56,9 @@ const DriverObject::TagHandler<Temperature> Temperature::kTagHandlers[] = {
     {Tag::Dew2Power, &Temperature::onDew2},
 };
 
-// Seven probes, one a tick of 250 ms; once linked the link timer slows to 5 s, when its ticks no
-// longer matter, and a failed attempt stops it.
+// Seven probes, one a tick of 250 ms.
 Temperature::Temperature(AppContext& ctx)
-    : DriverObject(ctx, errors::NoResponseFromMivel, {LinkAttempts, LinkTickMs, IdleTickMs, 0},
-                   table()) {
+    : DriverObject(ctx, errors::NoResponseFromMivel, {LinkAttempts, LinkTickMs}, table()) {
     connect(&serial(), &Serial::portLost, this,
             [this] { ctx_.prompt().inform(QStringLiteral("comm error received"), MessageTitle); });
     checkRegistry(ctx);

@@ -15,7 +15,6 @@ class Temperature final : public DriverObject {
 public:
     static constexpr int LinkAttempts = 7;
     static constexpr qint64 LinkTickMs = 250;
-    static constexpr qint64 IdleTickMs = 5000;
     static constexpr qint64 QueryIntervalMs = 1001; // at least this long between queries
     static constexpr qint64 QueryWaitMs = 501;      // "more than 500 ms"
 

@@ -6,6 +6,7 @@
 #include <QTcpSocket>
 
 #include <algorithm>
+#include <utility>
 
 Q_LOGGING_CATEGORY(lcHttp, "mivel.http", QtWarningMsg)
 
@@ -175,10 +176,11 @@ Connection::Connection(QTcpSocket* socket, Server& server)
     // Past this much unread input the socket stops reading and TCP holds the client back.
     socket_->setReadBufferSize(64 * 1024);
     timer_.setSingleShot(true);
-    connect(&timer_, &Timer::timeout, this, &Connection::onTimeout);
+    connect(&timer_, &Timer::timeout, this, &Connection::onTimerDue);
     connect(socket_, &QTcpSocket::readyRead, this, &Connection::onReadyRead);
     connect(socket_, &QTcpSocket::bytesWritten, this, [this] {
-        if (!closing_)
+        // Reading stopped while the client did not collect its answers: it has now.
+        if (outputBlocked_ && !closing_)
             serveBuffered();
     });
     connect(socket_, &QTcpSocket::disconnected, this, &QObject::deleteLater);
@@ -210,10 +212,14 @@ void Connection::onReadyRead() {
 void Connection::serveBuffered() {
     const Limits& lim = parser_.limits();
     const qsizetype inputCap = lim.maxRequestLine + lim.maxHeaderBytes + lim.maxBody + 4096;
+    const bool wasServing = std::exchange(serving_, true);
+    outputBlocked_ = false;
     while (!awaiting_ && !closing_ && socket_->state() == QAbstractSocket::ConnectedState) {
         // A client that sends requests without collecting the answers waits until it does.
-        if (socket_->bytesToWrite() > server_.limits().maxPendingOutput)
+        if (socket_->bytesToWrite() > server_.limits().maxPendingOutput) {
+            outputBlocked_ = true;
             break;
+        }
         if (in_.size() < inputCap && socket_->bytesAvailable() > 0)
             in_ += socket_->read(inputCap - in_.size());
         const RequestParser::Step step = parser_.advance(in_);
@@ -233,6 +239,7 @@ void Connection::serveBuffered() {
         }
         dispatch(parser_.takeRequest());
     }
+    serving_ = wasServing;
     armTimer();
 }
 
@@ -265,8 +272,15 @@ void Connection::answer(quint64 serial, const Response& response) {
         closeAfterWrite();
         return;
     }
-    // Requests that came in meanwhile are taken up from the event loop, not from inside the
-    // code that answered (a driver member finishing its wait).
+    // An answer given while serving goes on with the requests after it in that loop. A later
+    // one (a driver member finishing its wait) leaves requests that came in meanwhile to the
+    // event loop, not to the code that answered; with none waiting there is nothing to take up.
+    if (serving_)
+        return;
+    if (in_.isEmpty() && socket_->bytesAvailable() == 0) {
+        armTimer();
+        return;
+    }
     QMetaObject::invokeMethod(this, &Connection::serveBuffered, Qt::QueuedConnection);
 }
 
@@ -300,13 +314,13 @@ void Connection::armTimer() {
     };
     if (closing_) {
         // A client that never reads its last answer does not keep the socket for ever.
-        if (waiting_ != Wait::Closing || !timer_.isActive())
-            timer_.start(server_.limits().requestTimeoutMs);
+        if (waiting_ != Wait::Closing || !deadline_)
+            setDeadline(now + server_.limits().requestTimeoutMs);
         begin(Wait::Closing);
         return;
     }
     if (awaiting_) {
-        timer_.stop(); // the handler's own deadline bounds the wait
+        deadline_.reset(); // the handler's own deadline bounds the wait
         begin(Wait::Handler);
         return;
     }
@@ -317,11 +331,35 @@ void Connection::armTimer() {
         const qint64 allowed = server_.crowded()
                                    ? std::min(lim.requestTimeoutMs, lim.crowdedRequestTimeoutMs)
                                    : lim.requestTimeoutMs;
-        timer_.start(std::max<qint64>(0, since_ + allowed - now));
+        setDeadline(since_ + allowed);
         return;
     }
     begin(Wait::Idle);
-    timer_.start(server_.limits().idleTimeoutMs);
+    setDeadline(now + server_.limits().idleTimeoutMs);
+}
+
+// The timer is started again only when the new deadline comes before it is due. It may go off
+// before the deadline (which moved on with each request) and is then started for the rest, so a
+// busy connection starts its timer about once an idle time, not once a request.
+void Connection::setDeadline(qint64 at) {
+    deadline_ = at;
+    if (timer_.isActive() && timerDue_ <= at)
+        return;
+    timerDue_ = at;
+    timer_.start(std::max<qint64>(0, at - server_.clock_.nowMs()));
+}
+
+void Connection::onTimerDue() {
+    if (!deadline_)
+        return; // waiting for the handler: no deadline of this connection's own
+    const qint64 now = server_.clock_.nowMs();
+    if (now < *deadline_) {
+        timerDue_ = *deadline_;
+        timer_.start(*deadline_ - now);
+        return;
+    }
+    deadline_.reset();
+    onTimeout();
 }
 
 void Connection::onTimeout() {

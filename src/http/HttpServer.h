@@ -40,6 +40,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QTcpServer;
@@ -154,7 +155,10 @@ private:
     void refuse(int status, const QByteArray& reason);
     void write(const Response& response, bool keepAlive);
     void closeAfterWrite();
+    // Sets the deadline of the connection's current wait, from the state it is in.
     void armTimer();
+    void setDeadline(qint64 at);
+    void onTimerDue();
     void onTimeout();
     bool idle() const { return waiting_ == Wait::Idle && !awaiting_ && !closing_; }
     void evict();
@@ -164,6 +168,8 @@ private:
     RequestParser parser_;
     QByteArray in_;
     Timer timer_;
+    std::optional<qint64> deadline_; // of the current wait; none while the handler has it
+    qint64 timerDue_ = 0;            // when timer_ goes off, while it is active
     enum class Wait { Idle, Request, Handler, Closing } waiting_ = Wait::Idle;
     qint64 since_ = 0;      // when the current wait began
     quint64 serial_ = 0;    // of the request being answered
@@ -172,6 +178,8 @@ private:
     bool head_ = false;     // the request being answered is a HEAD: no body in the answer
     bool closing_ = false;  // no more requests: close once written
     bool continueSent_ = false;
+    bool serving_ = false;       // inside serveBuffered
+    bool outputBlocked_ = false; // reading stopped until the client collects its answers
 };
 
 } // namespace mivel::http

@@ -90,6 +90,12 @@ int main(int argc, char* argv[]) {
         return runFlashCommand(options, argc, argv);
     const bool headless = options.headless || !displayAvailable();
 
+    // Headless, Qt's own event dispatcher serves the sockets: glib's walks every polled socket
+    // each time a socket starts or stops waiting to write, once per answer, which with a few
+    // hundred clients costs more than the answers. The console keeps glib's, which desktop
+    // themes expect.
+    if (headless && !qEnvironmentVariableIsSet("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
     // CONSOLE (1 of 2): with a display the console windows run in this process beside the
     // driver server, and need a QApplication; headless there is no widget at all.
     const std::unique_ptr<QCoreApplication> app =
@@ -102,18 +108,20 @@ int main(int argc, char* argv[]) {
 
     const AppPaths paths = options.configDir.isEmpty() ? AppPaths::standard()
                                                        : AppPaths::inDirectory(options.configDir);
-    Simulation simulation;
+    // Built only when asked for: the simulated unit's physics ticks ten times a second.
+    std::optional<Simulation> simulation;
     QString portDevice = options.portDevice;
     if (options.simulate) {
-        simulation.setThermalSpeed(options.thermalSpeed);
-        const Result<QString> started = simulation.start();
+        simulation.emplace();
+        simulation->setThermalSpeed(options.thermalSpeed);
+        const Result<QString> started = simulation->start();
         if (!started)
             return fail(QStringLiteral("cannot start the simulated unit: ") +
                         started.error().description);
         portDevice = *started;
     }
     AppContext ctx(openSettingsStore(paths), std::make_unique<LogPrompt>(),
-                   options.simulate ? simulation.deviceFactory() : makeQtSerialDevice, paths);
+                   simulation ? simulation->deviceFactory() : makeQtSerialDevice, paths);
     checkRegistry(ctx);
     // A device given for this run is the port in use; the stored port stays as it was.
     if (!portDevice.isEmpty())

@@ -3,7 +3,7 @@
 #include "core/Format.h"
 
 #include <array>
-#include <unordered_map>
+#include <cstdint>
 
 namespace mivel::wire {
 namespace {
@@ -84,15 +84,67 @@ constexpr std::array kTags{
     TagInfo{Tag::HeaterILimit, ":sil", K::Number, 1, "0", "heater integral limit"},
 };
 
-const std::unordered_map<std::string_view, const TagInfo*>& index() {
-    static const auto map = [] {
-        std::unordered_map<std::string_view, const TagInfo*> m;
-        for (const auto& t : kTags)
-            m.emplace(t.wire, &t);
-        return m;
-    }();
-    return map;
+// Tag lookup runs for every value the unit sends, to every receiver, so it is a perfect hash
+// found at compile time: each tag (':' and one to three characters) packs into one 32-bit key,
+// a multiplier spreads the keys over distinct slots, and a slot holds its tag's row.
+constexpr std::size_t MaxTagLength = 4;
+constexpr int SlotBits = 10;
+constexpr std::uint8_t NoRow = 0xFF;
+static_assert(kTags.size() < NoRow);
+
+constexpr bool packable(std::string_view wire) {
+    return wire.size() >= 2 && wire.size() <= MaxTagLength && wire.front() == ':';
 }
+
+// The characters after ':' and the length: two packable tags have equal keys only when equal.
+constexpr std::uint32_t tagKey(std::string_view wire) {
+    std::uint32_t key = std::uint32_t(wire.size()) << 24;
+    for (std::size_t i = 1; i < wire.size(); ++i)
+        key |= std::uint32_t(std::uint8_t(wire[i])) << (8 * (i - 1));
+    return key;
+}
+
+constexpr std::uint32_t slotOf(std::uint32_t key, std::uint32_t multiplier) {
+    return (key * multiplier) >> (32 - SlotBits);
+}
+
+constexpr bool spreadsEveryTag(std::uint32_t multiplier) {
+    std::array<bool, std::size_t(1) << SlotBits> taken{};
+    for (const TagInfo& t : kTags) {
+        const std::uint32_t slot = slotOf(tagKey(t.wire), multiplier);
+        if (taken[slot])
+            return false;
+        taken[slot] = true;
+    }
+    return true;
+}
+
+constexpr std::uint32_t findMultiplier() {
+    for (const TagInfo& t : kTags)
+        if (!packable(t.wire))
+            throw "every tag is ':' and one to three characters";
+    for (std::uint32_t m = 0x9E3779B1u;; m += 0x6A09E668u) // odd steps from the golden ratio
+        if (spreadsEveryTag(m))
+            return m;
+}
+
+constexpr std::uint32_t kMultiplier = findMultiplier();
+
+struct Slots {
+    std::array<std::uint8_t, std::size_t(1) << SlotBits> row{};
+    std::array<std::uint32_t, kTags.size()> key{};
+};
+
+constexpr Slots kSlots = [] {
+    Slots s;
+    for (auto& r : s.row)
+        r = NoRow;
+    for (std::size_t i = 0; i < kTags.size(); ++i) {
+        s.key[i] = tagKey(kTags[i].wire);
+        s.row[slotOf(s.key[i], kMultiplier)] = std::uint8_t(i);
+    }
+    return s;
+}();
 
 } // namespace
 
@@ -101,9 +153,11 @@ std::span<const TagInfo> replyTags() {
 }
 
 const TagInfo* findTag(std::string_view wire) {
-    const auto& m = index();
-    const auto it = m.find(wire);
-    return it == m.end() ? nullptr : it->second;
+    if (!packable(wire))
+        return nullptr;
+    const std::uint32_t key = tagKey(wire);
+    const std::uint8_t row = kSlots.row[slotOf(key, kMultiplier)];
+    return row != NoRow && kSlots.key[row] == key ? &kTags[row] : nullptr;
 }
 
 const TagInfo& tagInfo(Tag tag) {

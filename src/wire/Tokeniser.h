@@ -12,7 +12,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <string>
+#include <cstring>
 #include <string_view>
 
 namespace mivel::wire {
@@ -29,86 +29,135 @@ public:
     // Feeds one received chunk. onValue(tag, piece) is called for every piece that arrives while
     // a tag is pending, empty pieces (two spaces in a row) included: most tags ignore an empty
     // value and stay pending, while the link probe's tag acts on whatever comes next.
+    //
+    // Pieces and tags are handed out as views of the chunk itself; only what outlives the chunk
+    // (a pending tag, the token it ends inside) is copied, once per chunk.
     template <class OnValue> void feed(std::string_view chunk, OnValue&& onValue);
 
-    std::string_view pendingTag() const { return tag_; }
-    // The start of a token cut off at the end of the last chunk (or the last token seen).
-    std::string_view previousToken() const { return previous_; }
+    std::string_view pendingTag() const { return {tag_, tagLength_}; }
+    // The start of a token cut off at the end of the last chunk; empty after a chunk that ended
+    // with a space.
+    std::string_view previousToken() const { return {previous_, previousLength_}; }
     bool endedInsideToken() const { return insideToken_; }
     void reset() {
-        previous_.clear();
-        tag_.clear();
+        previousLength_ = 0;
+        tagLength_ = 0;
         insideToken_ = false;
     }
 
 private:
-    template <class OnValue> void handle(std::string_view piece, OnValue& onValue);
+    template <class OnValue>
+    static void handle(std::string_view piece, std::string_view& tag, OnValue& onValue);
     static std::string_view capped(std::string_view piece);
+    static void noticeOnce();
+    // Where the next space is at or after pos; chunk.size() when there is none.
+    static std::size_t nextSpace(std::string_view chunk, std::size_t pos);
+    static void copyShort(std::string_view from, char* to);
+    // The carried start of a token followed by the chunk's first piece, in previous_.
+    std::string_view joinCarried(std::string_view piece);
+    // At the end of a chunk: keeps the pending tag, then the last token, beyond the chunk.
+    void keep(std::string_view tag, std::string_view last, bool insideToken);
 
-    std::string previous_;
-    std::string tag_;
+    char previous_[MaxTokenLength];
+    char tag_[MaxTokenLength];
+    std::size_t previousLength_ = 0;
+    std::size_t tagLength_ = 0;
     bool insideToken_ = false;
 };
 
 template <class OnValue> void Tokeniser::feed(std::string_view chunk, OnValue&& onValue) {
     if (chunk.empty())
         return;
-    const bool endsWithSpace = chunk.back() == ' ';
-    std::string joined;
-    std::string_view lastHandled;
-    bool first = true;
+    std::string_view tag = pendingTag();
     std::size_t pos = 0;
+    bool first = true;
     for (;;) {
-        const std::size_t space = chunk.find(' ', pos);
-        const bool last = space == std::string_view::npos;
-        if (last && endsWithSpace)
-            break; // the empty piece after the closing space is dropped
-        std::string_view piece = last ? chunk.substr(pos) : chunk.substr(pos, space - pos);
-        if (first && insideToken_) {
-            // The previous chunk ended inside this token. Only what fits under the cap is
-            // joined, so a token that never ends is not copied again with every chunk.
-            joined = previous_;
-            joined.append(piece.substr(0, MaxTokenLength + 1 -
-                                              std::min(previous_.size(), MaxTokenLength + 1)));
-            piece = joined;
-        }
-        piece = capped(piece);
-        if (last) {
-            // The chunk ends inside this token: keep it for the next chunk.
-            previous_.assign(piece);
-            insideToken_ = true;
+        const std::size_t space = nextSpace(chunk, pos);
+        if (space == chunk.size()) {
+            if (pos == chunk.size()) {
+                // The chunk ended with a space: the empty piece after it is dropped.
+                keep(tag, {}, false);
+                return;
+            }
+            std::string_view piece = chunk.substr(pos);
+            piece = first && insideToken_ ? joinCarried(piece) : capped(piece);
+            keep(tag, piece, true); // the chunk ends inside this token
             return;
         }
-        handle(piece, onValue);
-        lastHandled = piece;
+        std::string_view piece = chunk.substr(pos, space - pos);
+        piece = first && insideToken_ ? joinCarried(piece) : capped(piece);
+        handle(piece, tag, onValue);
         first = false;
         pos = space + 1;
     }
-    // Remembering every piece as the previous token only matters for the last one, so it is
-    // copied once per chunk.
-    previous_.assign(lastHandled);
-    insideToken_ = false;
 }
 
-inline std::string_view Tokeniser::capped(std::string_view piece) {
-    if (piece.size() <= MaxTokenLength)
-        return piece;
+// The unit's tokens are a few characters long: a plain look at the next few bytes finds their
+// end sooner than a library search would start; longer runs (not the unit) go to memchr.
+inline std::size_t Tokeniser::nextSpace(std::string_view chunk, std::size_t pos) {
+    const std::size_t near = std::min(chunk.size(), pos + 16);
+    for (; pos < near; ++pos)
+        if (chunk[pos] == ' ')
+            return pos;
+    if (pos == chunk.size())
+        return pos;
+    const void* found = std::memchr(chunk.data() + pos, ' ', chunk.size() - pos);
+    return found ? std::size_t(static_cast<const char*>(found) - chunk.data()) : chunk.size();
+}
+
+// Tags and cut tokens from the unit are short: copied byte by byte, not by a library call.
+inline void Tokeniser::copyShort(std::string_view from, char* to) {
+    for (const char c : from)
+        *to++ = c;
+}
+
+inline std::string_view Tokeniser::joinCarried(std::string_view piece) {
+    // Only what fits under the cap is joined, so a token that never ends is not copied again
+    // with every chunk.
+    const std::size_t room = MaxTokenLength - previousLength_;
+    if (piece.size() > room)
+        noticeOnce();
+    const std::size_t taken = std::min(piece.size(), room);
+    std::copy_n(piece.data(), taken, previous_ + previousLength_);
+    previousLength_ += taken;
+    return {previous_, previousLength_};
+}
+
+inline void Tokeniser::keep(std::string_view tag, std::string_view last, bool insideToken) {
+    // The tag first: it may be a view of previous_, which the last token overwrites.
+    if (tag.data() != tag_)
+        copyShort(tag, tag_);
+    tagLength_ = tag.size();
+    if (last.data() != previous_)
+        copyShort(last, previous_);
+    previousLength_ = last.size();
+    insideToken_ = insideToken;
+}
+
+inline void Tokeniser::noticeOnce() {
     static bool noticed = false;
     if (!noticed) {
         noticed = true;
         noticeOverlongToken(MaxTokenLength);
     }
+}
+
+inline std::string_view Tokeniser::capped(std::string_view piece) {
+    if (piece.size() <= MaxTokenLength)
+        return piece;
+    noticeOnce();
     return piece.substr(0, MaxTokenLength);
 }
 
-template <class OnValue> void Tokeniser::handle(std::string_view piece, OnValue& onValue) {
-    if (!tag_.empty()) {
-        onValue(std::string_view(tag_), piece);
+template <class OnValue>
+void Tokeniser::handle(std::string_view piece, std::string_view& tag, OnValue& onValue) {
+    if (!tag.empty()) {
+        onValue(tag, piece);
         if (!piece.empty())
-            tag_.clear();
+            tag = {};
     }
     if (!piece.empty() && piece.front() == ':')
-        tag_.assign(piece);
+        tag = piece;
 }
 
 } // namespace mivel::wire

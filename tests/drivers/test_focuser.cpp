@@ -8,6 +8,8 @@
 
 #include <QTest>
 
+#include <vector>
+
 using namespace mivel;
 using namespace mivel::test;
 
@@ -227,6 +229,37 @@ private slots:
         QCOMPARE(rig.run(rig.focuser.temperature()), std::optional<double>(-12.5));
         QCOMPARE(rig.now() - start, Focuser::TemperatureWaitMs);
         QCOMPARE(rig.count(" T "), 3);
+    }
+
+    // Reads while a " T " is unanswered share its reply, so the line carries one temperature
+    // query at a time however many clients read.
+    void concurrentTemperatureReadsShareOneQuery() {
+        FocuserRig rig;
+        std::vector<Task<std::optional<double>>> reads;
+        for (int i = 0; i < 64; ++i)
+            reads.push_back(rig.focuser.temperature());
+        rig.advance(600);
+        reads.push_back(rig.focuser.temperature()); // late, it still ends with the same reply
+        QCOMPARE(rig.count(" T "), 1);
+        rig.deliver(":t1 -1250 ");
+        for (const auto& read : reads) {
+            QVERIFY(read.isDone());
+            QCOMPARE(read.result(), std::optional<double>(-12.5));
+        }
+        // Answered, the query is over: the next read asks again. On a silent unit that query
+        // stays outstanding for one wait; a read joining it waits its own full time, and a read
+        // after it asks anew.
+        const auto first = rig.focuser.temperature();
+        rig.advance(Focuser::TemperatureWaitMs - 1);
+        const auto joined = rig.focuser.temperature();
+        QCOMPARE(rig.count(" T "), 2);
+        rig.advance(1);
+        QVERIFY(first.isDone() && !joined.isDone());
+        const auto after = rig.focuser.temperature();
+        QCOMPARE(rig.count(" T "), 3);
+        rig.advance(Focuser::TemperatureWaitMs - 1);
+        QVERIFY(joined.isDone() && !after.isDone());
+        QCOMPARE(joined.result(), std::optional<double>(-12.5));
     }
 };
 

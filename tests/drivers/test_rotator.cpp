@@ -58,8 +58,8 @@ private slots:
         QCOMPARE(rig.serial().port(), qint16(2));
     }
 
-    // The link timer ticks on after an attempt, whatever its outcome; those ticks must leave the
-    // link as the attempt left it.
+    // Time passing after an attempt, and an answer that comes late, leave the link as the
+    // attempt left it, whatever its outcome.
     void ticksAfterAnAttemptLeaveTheLinkAlone() {
         RotatorRig rig;
         QCOMPARE(rig.run(rig.rotator.setLink(true)), Status(errors::NoResponseFromMivel));
