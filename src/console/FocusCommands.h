@@ -22,6 +22,7 @@ public:
 
     void setGotoText(const QString& text) { gotoText_ = text; }
     QString gotoText() const { return gotoText_; }
+    std::int32_t position() const { return position_; } // the last :a
     void goTo();   // cmdGoto
     void home();   // cmdHome
     void stop();   // cmdStopFocus

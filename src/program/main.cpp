@@ -10,6 +10,7 @@
 #include "link/LinkHub.h"
 #include "program/ProgramOptions.h"
 #include "program/StopSignals.h"
+#include "records/StoredPositions.h"
 #include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -131,7 +132,11 @@ int main(int argc, char* argv[]) {
             return fail(QStringLiteral("cannot open the serial port: ") + opened->description);
     }
 
-    DriverSet drivers(ctx);
+    // The stored positions are loaded when the main console opens; without a console, now.
+    records::StoredPositions positions(paths.dataDir);
+    if (headless)
+        positions.load(ctx.prompt());
+    DriverSet drivers(ctx, &positions);
     alpaca::DriverServer alpacaServer(ctx, drivers, options);
     if (const Status started = alpacaServer.start())
         return fail(started->description);
@@ -145,6 +150,7 @@ int main(int argc, char* argv[]) {
         consoleOptions.simulatedDevice = options.simulate ? portDevice : QString();
         // On the simulated unit there is nothing to plug in first: connect straight away.
         consoleOptions.connectAtStart = options.simulate;
+        consoleOptions.positions = &positions;
         console::startConsole(ctx, &drivers, consoleOptions);
     }
 

@@ -102,6 +102,7 @@ Status RecordList::save(int r, const StoredPosition& record, bool appended) {
     slots_[size_t(r)] = stored;
 
     const SlotLayout layout = layoutOf(kind_);
+    QDir().mkpath(dir_); // the data folder of a first run; a failure shows in the open below
     QFile file(dataPath());
     const QByteArray slot = encodeSlot(kind_, stored);
     if (!file.open(QIODevice::ReadWrite) || !file.seek(qint64(r - 1) * layout.slotBytes) ||

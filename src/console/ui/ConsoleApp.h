@@ -7,6 +7,7 @@
 #include "app/AppContext.h"
 #include "app/ConsoleWindows.h"
 #include "drivers/AutomationDevice.h"
+#include "records/StoredPositions.h"
 
 #include <QObject>
 #include <QPointer>
@@ -27,6 +28,8 @@ struct ConsoleOptions {
     QString simulatedDevice; // the simulated unit's terminal, offered first in the port lists
     bool nightVision = false;
     bool connectAtStart = false; // connect as if the user pressed Connect (the simulated unit)
+    // The stored positions of the run, loaded when the main console opens; none: no recall.
+    records::StoredPositions* positions = nullptr;
 };
 
 // The console's windows in the running program: the main and mini consoles, the setup dialogs
@@ -73,6 +76,7 @@ public:
     QList<PortEntry> ports() const;
 
     AppContext& context() const { return ctx_; }
+    records::StoredPositions* positions() const { return options_.positions; }
     ConsoleLifetime& lifetime() { return lifetime_; }
     MainWindow* mainWindow() const;
     MiniConsoleWindow* miniConsole() const;

@@ -34,6 +34,8 @@ protected:
 private:
     void wireActions();
     void refreshLink();
+    void wireRecallBoxes();
+    void fillRecallBoxes();
     void onShownTabGoto();
     void onShownTabHome();
 
