@@ -78,7 +78,7 @@ private slots:
         child<QPushButton>(view, "cmdCurrent")->click();
         QCOMPARE(child<QLineEdit>(view, "txtPosition")->text(), QStringLiteral("14020"));
         QTest::keyClicks(description, QStringLiteral("Comet, tonight"));
-        saveScreenshot(view, "frmStoreFocus.png");
+        saveScreenshot(view, "stored-focus-positions.png");
 
         // Closing the window saves the new record first.
         prompt.shown.clear();
@@ -100,7 +100,7 @@ private slots:
         QCOMPARE(child<QTableWidget>(view, "MSFlexGrid1")->columnCount(), 3);
         child<QPushButton>(view, "cmdDelete")->click();
         QCOMPARE(prompt.texts(), QStringList{"There is no current record.  Can not delete."});
-        saveScreenshot(view, "frmStoreRotator.png");
+        saveScreenshot(view, "stored-rotator-positions.png");
         child<QPushButton>(view, "cmdExit")->click();
         QVERIFY(!view.isVisible());
     }
