@@ -112,7 +112,9 @@ public:
     bool setWrapLimitDeg(int degrees) { return rotator_.setWrapLimitDeg(degrees); }
 
     // --- Stored positions: the recall boxes and their editors ----------------------------------
-    void setStoredPositions(records::StoredPositions* positions) { recall_.setPositions(positions); }
+    void setStoredPositions(records::StoredPositions* positions) {
+        recall_.setPositions(positions);
+    }
     records::StoredPositions* storedPositions() const { return recall_.positions(); }
     QStringList recallItems(records::RecordKind kind) const { return recall_.items(kind); }
     // An entry chosen in a recall box: 0 ("<new>") opens the editor, r goes to record r.

@@ -98,7 +98,7 @@ DriverSet::~DriverSet() {
 template <class Object> Object& DriverSet::make(Slot<Object>& slot) {
     if (!slot.object) {
         slot.object = std::make_unique<Object>(ctx_);
-        if constexpr (requires(Object& o) { o.setStoredPositions(positions_); })
+        if constexpr (requires(Object & o) { o.setStoredPositions(positions_); })
             slot.object->setStoredPositions(positions_);
         slot.held = std::make_unique<ClientHeldDevice>(ctx_.hub(), *slot.object);
     }

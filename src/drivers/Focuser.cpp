@@ -271,12 +271,12 @@ void Focuser::onFocusRecord(double v) {
 // Automation.
 
 QString Focuser::focusRecords() const {
-    return positions_ ? records::recordsJson(positions_->focus())
-                      : QStringLiteral("[]");
+    return positions_ ? records::recordsJson(positions_->focus()) : QStringLiteral("[]");
 }
 
 Outcome<QString> Focuser::focusRecord(qint16 number) const {
-    const QString record = positions_ ? records::recordJson(positions_->focus(), number) : QString();
+    const QString record =
+        positions_ ? records::recordJson(positions_->focus(), number) : QString();
     if (record.isEmpty())
         return {{}, errors::NoSuchRecord};
     return {record, {}};

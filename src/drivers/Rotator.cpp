@@ -273,12 +273,12 @@ void Rotator::onRecord(double v) {
 // Automation.
 
 QString Rotator::rotatorRecords() const {
-    return positions_ ? records::recordsJson(positions_->rotator())
-                      : QStringLiteral("[]");
+    return positions_ ? records::recordsJson(positions_->rotator()) : QStringLiteral("[]");
 }
 
 Outcome<QString> Rotator::rotatorRecord(qint16 number) const {
-    const QString record = positions_ ? records::recordJson(positions_->rotator(), number) : QString();
+    const QString record =
+        positions_ ? records::recordJson(positions_->rotator(), number) : QString();
     if (record.isEmpty())
         return {{}, errors::NoSuchRecord};
     return {record, {}};

@@ -4,8 +4,8 @@
 #include "MemberTable.h"
 
 #include "core/Clock.h"
-#include "records/StoredPositions.h"
 #include "core/RotatorGeometry.h"
+#include "records/StoredPositions.h"
 
 #include <optional>
 

@@ -83,8 +83,8 @@ QString RecordList::load() {
 }
 
 Error RecordList::fileError(int number, const QString& path, const QString& why) const {
-    qCWarning(lcRecords).noquote() << "could not write" << QDir::toNativeSeparators(path) + ":"
-                                   << why;
+    qCWarning(lcRecords).noquote()
+        << "could not write" << QDir::toNativeSeparators(path) + ":" << why;
     Error e = programError(ErrorKind::Unavailable, why);
     e.number = number;
     return e;

@@ -93,19 +93,18 @@ DataLogPoints pointsFromDataLog(const QByteArray& data, const QString& temperatu
             out.temperatureColumns << heading.trimmed();
     const int focus = columnOf(header, kFocusHeading);
     if (focus < 0 || out.temperatureColumns.isEmpty()) {
-        out.problem = QStringLiteral("The data log needs a \"Focus Position\" column and a "
-                                     "temperature column (Ambient, Primary or Secondary); its "
-                                     "first line names %1.")
-                          .arg(header.isEmpty() ? QStringLiteral("none")
-                                                : QLatin1Char('"') + header.join(QStringLiteral(
-                                                                         "\", \"")) +
-                                                      QLatin1Char('"'));
+        out.problem =
+            QStringLiteral("The data log needs a \"Focus Position\" column and a "
+                           "temperature column (Ambient, Primary or Secondary); its "
+                           "first line names %1.")
+                .arg(header.isEmpty() ? QStringLiteral("none")
+                                      : QLatin1Char('"') + header.join(QStringLiteral("\", \"")) +
+                                            QLatin1Char('"'));
         return out;
     }
-    out.temperatureColumn =
-        temperatureColumn.isEmpty() || columnOf(header, temperatureColumn) < 0
-            ? out.temperatureColumns.front()
-            : header[columnOf(header, temperatureColumn)].trimmed();
+    out.temperatureColumn = temperatureColumn.isEmpty() || columnOf(header, temperatureColumn) < 0
+                                ? out.temperatureColumns.front()
+                                : header[columnOf(header, temperatureColumn)].trimmed();
     const int temperature = columnOf(header, out.temperatureColumn);
     for (size_t i = 1; i < lines->size(); ++i) {
         const QStringList& row = (*lines)[i];

@@ -141,13 +141,13 @@ private slots:
             QVERIFY2(actions.contains(name), type);
         }
         // Read from the lists the editors keep: no link to the unit needed.
-        QJsonObject reply =
-            rig->put("/api/v1/focuser/0/action", "Action=FocusRecords&Parameters=");
+        QJsonObject reply = rig->put("/api/v1/focuser/0/action", "Action=FocusRecords&Parameters=");
         QCOMPARE(reply["ErrorNumber"].toInt(), 0);
-        QCOMPARE(reply["Value"].toString(),
-                 QStringLiteral("[{\"Description\":\"Moon\",\"Position\":12500,\"Temperature\":45.5},"
-                                "{\"Description\":\"Jupiter\",\"Position\":12620,"
-                                "\"Temperature\":44}]"));
+        QCOMPARE(
+            reply["Value"].toString(),
+            QStringLiteral("[{\"Description\":\"Moon\",\"Position\":12500,\"Temperature\":45.5},"
+                           "{\"Description\":\"Jupiter\",\"Position\":12620,"
+                           "\"Temperature\":44}]"));
         reply = rig->put("/api/v1/rotator/0/action", "Action=RotatorRecords&Parameters=");
         QCOMPARE(reply["Value"].toString(),
                  QStringLiteral("[{\"Description\":\"North up\",\"Position\":0}]"));

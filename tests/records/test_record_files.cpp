@@ -43,8 +43,8 @@ std::vector<SlotSeen> readSlots(const QByteArray& file, int slotBytes, bool temp
     for (int at = 0; at + slotBytes <= file.size(); at += slotBytes) {
         const int fields = temperature ? 58 : 54;
         seen.push_back({file.mid(at, 50), qint32(littleEndian(file, at + 50)),
-                         temperature ? std::bit_cast<float>(littleEndian(file, at + 54)) : 0.0f,
-                         file.mid(at + fields, slotBytes - fields)});
+                        temperature ? std::bit_cast<float>(littleEndian(file, at + 54)) : 0.0f,
+                        file.mid(at + fields, slotBytes - fields)});
     }
     return seen;
 }
@@ -115,7 +115,8 @@ private slots:
         QVERIFY(!focus.save(2, {QStringLiteral("Crépuscule ☾"), 2, 0}, true));
         const auto seen = readSlots(readAll(focus.dataPath()), 108, true);
         QCOMPARE(seen[0].description, sixty.left(50).toLatin1());
-        QCOMPARE(focus.record(1)->description, sixty.left(50)); // the array holds what the file does
+        QCOMPARE(focus.record(1)->description,
+                 sixty.left(50)); // the array holds what the file does
         // A character with no single-byte form is stored as "?"; the others keep their byte.
         QCOMPARE(seen[1].description, padded("Cr\xe9puscule ?"));
         QCOMPARE(focus.record(2)->description, QStringLiteral("Crépuscule ?"));
@@ -125,9 +126,9 @@ private slots:
         QTemporaryDir dir;
         // The last slot ends right after its fields; a slot skipped by a write beyond the end
         // is zeros, an empty record. The name is spelled in capitals.
-        writeAll(dir.filePath(QStringLiteral("VARK.DAT")),
-                 focusSlot("First", 100, 40.5f) + QByteArray(108, '\0') +
-                     focusSlot("Third", 300, 38, 0));
+        writeAll(dir.filePath(QStringLiteral("VARK.DAT")), focusSlot("First", 100, 40.5f) +
+                                                               QByteArray(108, '\0') +
+                                                               focusSlot("Third", 300, 38, 0));
         RecordList focus(RecordKind::Focus, dir.path());
         QCOMPARE(focus.load(), QString());
         QCOMPARE(focus.count(), 3);
@@ -138,7 +139,8 @@ private slots:
         QVERIFY(!focus.save(2, {QStringLiteral("Second"), 200, 39}, false));
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{"VARK.DAT"});
 
-        writeAll(dir.filePath(QStringLiteral("varkrotator.dat")), padded("Rot") + QByteArray("\x10\x27\0\0", 4));
+        writeAll(dir.filePath(QStringLiteral("varkrotator.dat")),
+                 padded("Rot") + QByteArray("\x10\x27\0\0", 4));
         RecordList rotator(RecordKind::Rotator, dir.path());
         QCOMPARE(rotator.load(), QString());
         QCOMPARE(*rotator.record(1), (StoredPosition{QStringLiteral("Rot"), 10000, 0}));
@@ -150,8 +152,8 @@ private slots:
         QTest::addColumn<QString>("problem");
         const QByteArray two = focusSlot("A", 1, 1) + focusSlot("B", 2, 2);
         QTest::newRow("empty: an empty list") << QByteArray() << 0 << QString();
-        QTest::newRow("odd length") << two + "xyz" << 2
-                                    << "record 3 is cut short after 3 of its 58 bytes";
+        QTest::newRow("odd length")
+            << two + "xyz" << 2 << "record 3 is cut short after 3 of its 58 bytes";
         QTest::newRow("last slot cut inside its fields")
             << two + focusSlot("C", 3, 3).left(57) << 2
             << "record 3 is cut short after 57 of its 58 bytes";

@@ -48,7 +48,9 @@ private slots:
         for (int r = 0; r < 3; ++r)
             QVERIFY(!positions.focus().save(r + 1, kept[r], true));
         test::ScriptedPrompt prompt;
-        StoreEditorView view(positions.focus(), prompt, [] { return CurrentPosition{14020, 38.5f}; });
+        StoreEditorView view(positions.focus(), prompt, [] {
+            return CurrentPosition{14020, 38.5f};
+        });
         view.show();
         auto* grid = child<QTableWidget>(view, "MSFlexGrid1");
         QCOMPARE(grid->rowCount(), 3);

@@ -93,7 +93,8 @@ private slots:
         rig.prompt.answers = {Answer::Ok, Answer::Ok};
         rig.rotator.add();
         rig.rotator.useCurrent();
-        QCOMPARE(rig.said(), (QStringList{"Mivel: Create new record?", "Mivel: Use current position ?"}));
+        QCOMPARE(rig.said(),
+                 (QStringList{"Mivel: Create new record?", "Mivel: Use current position ?"}));
         QCOMPARE(rig.rotator.temperature(), QString());
     }
 
@@ -113,7 +114,8 @@ private slots:
         QCOMPARE(rig.said(), (QStringList{"Mivel: Save changes?", "Vark: Invalid input value."}));
         e.editPosition(QStringLiteral("12"));
         QVERIFY(!e.update());
-        QCOMPARE(rig.said(), (QStringList{"Mivel: Save changes?", "Vark: Error:  No current record."}));
+        QCOMPARE(rig.said(),
+                 (QStringList{"Mivel: Save changes?", "Vark: Error:  No current record."}));
         QCOMPARE(rig.positions.focus().count(), 0);
         QVERIFY(!QFile::exists(rig.positions.focus().dataPath()));
     }
@@ -189,7 +191,8 @@ private slots:
         rig.rotator.remove();
         QCOMPARE(rig.positions.rotator().count(), 3);
         rig.rotator.remove();
-        QCOMPARE(rig.said(), (QStringList{"Vark: Delete current record?", "Vark: Delete current record?"}));
+        QCOMPARE(rig.said(),
+                 (QStringList{"Vark: Delete current record?", "Vark: Delete current record?"}));
         // Two in memory, one in the file; the grid and the boxes are cleared.
         QCOMPARE(rig.positions.rotator().count(), 2);
         QCOMPARE(rig.fileSize(rig.positions.rotator()), 104);

@@ -73,7 +73,8 @@ private slots:
     void whyNoCoefficient() {
         QFETCH(std::vector<LearnPoint>, points);
         QFETCH(QString, why);
-        const LearnedCoefficient learned = learnCoefficient(points, QStringLiteral("the stored positions"));
+        const LearnedCoefficient learned =
+            learnCoefficient(points, QStringLiteral("the stored positions"));
         QVERIFY(!learned.fit);
         QCOMPARE(learned.why, why);
         QCOMPARE(learned.coefficientTenths(), std::nullopt);

@@ -103,7 +103,7 @@ bool ConsoleApp::mainConsoleOpen() const {
 
 void ConsoleApp::showMainConsole() {
     if (!main_) {
-        checkRegistry(ctx_); // the main console's load runs the settings routine
+        checkRegistry(ctx_);    // the main console's load runs the settings routine
         if (options_.positions) // and loads the stored positions
             options_.positions->load(ctx_.prompt());
         main_ = new MainWindow(*this);

@@ -108,10 +108,10 @@ void MainWindow::wireRecallBoxes() {
         ui_->txtRotGOTO->setText(console_->rotatorGotoText());
     });
     connect(c, &MainConsole::recallListsChanged, this, &MainWindow::fillRecallBoxes);
-    u.mnuStoredPositions->setEnabled(c->storedPositions() != nullptr);
-    u.mnuStoredRotator->setEnabled(c->storedPositions() != nullptr);
-    connect(u.mnuStoredPositions, &QAction::triggered, c,
-            [c] { c->editStoredPositions(RecordKind::Focus); });
+    for (QAction* a : {u.Records, u.mnuStoredPositions, u.mnuStoredRotator})
+        a->setEnabled(c->storedPositions() != nullptr);
+    for (QAction* a : {u.Records, u.mnuStoredPositions})
+        connect(a, &QAction::triggered, c, [c] { c->editStoredPositions(RecordKind::Focus); });
     connect(u.mnuStoredRotator, &QAction::triggered, c,
             [c] { c->editStoredPositions(RecordKind::Rotator); });
     fillRecallBoxes();

@@ -29,8 +29,8 @@ StoreEditorView::StoreEditorView(RecordList& list, Prompt& prompt,
                                  std::function<CurrentPosition()> current, QWidget* parent)
     : QDialog(parent)
     , logic_(list, prompt, std::move(current)) {
-    form_ = logic_.hasTemperature() ? setUp<Ui::frmStoreFocus>(this)
-                                    : setUp<Ui::frmStoreRotator>(this);
+    form_ =
+        logic_.hasTemperature() ? setUp<Ui::frmStoreFocus>(this) : setUp<Ui::frmStoreRotator>(this);
     grid_ = find<QTableWidget>("MSFlexGrid1");
     description_ = find<QLineEdit>("txtDescription");
     position_ = find<QLineEdit>("txtPosition");

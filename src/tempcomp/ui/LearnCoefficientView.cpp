@@ -5,8 +5,8 @@
 #include "ui_frmLearnCoef.h"
 
 #include <QChart>
-#include <QDir>
 #include <QChartView>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QLegendMarker>
@@ -30,8 +30,7 @@ std::pair<double, double> padded(double low, double high) {
 
 } // namespace
 
-LearnCoefficientView::LearnCoefficientView(const records::RecordList* focusRecords,
-                                           QWidget* parent)
+LearnCoefficientView::LearnCoefficientView(const records::RecordList* focusRecords, QWidget* parent)
     : QDialog(parent)
     , ui_(std::make_unique<Ui::frmLearnCoef>())
     , records_(focusRecords)
@@ -111,9 +110,9 @@ void LearnCoefficientView::useDataLog(const QString& path) {
 }
 
 void LearnCoefficientView::browse() {
-    const QString path = QFileDialog::getOpenFileName(
-        this, QStringLiteral("Open a data log"), logPath_,
-        QStringLiteral("Text Files (*.csv);;All Files (*)"));
+    const QString path =
+        QFileDialog::getOpenFileName(this, QStringLiteral("Open a data log"), logPath_,
+                                     QStringLiteral("Text Files (*.csv);;All Files (*)"));
     if (!path.isEmpty())
         useDataLog(path);
 }

@@ -7,8 +7,7 @@
 
 namespace mivel::tempcomp {
 
-void runTempCompDialog(AppContext& ctx, QWidget* parent,
-                       const records::RecordList* focusRecords) {
+void runTempCompDialog(AppContext& ctx, QWidget* parent, const records::RecordList* focusRecords) {
     TempCompDialogView dialog(ctx, parent, focusRecords);
     dialog.exec();
 }
