@@ -1,6 +1,10 @@
 #pragma once
 
+#include "records/StoreEditor.h"
+
 #include <QString>
+
+#include <functional>
 
 namespace mivel::console {
 
@@ -19,6 +23,10 @@ public:
     // in which case its button stays disabled.
     virtual bool tempCompDialogAvailable() const { return false; }
     virtual void runTempCompDialog() {}
+    // The stored-position editor of a list (frmStoreFocus, frmStoreRotator), modal; `current`
+    // is what its Current button takes.
+    virtual void runStoreEditor(records::RecordList& list,
+                                std::function<records::CurrentPosition()> current) {}
 };
 
 } // namespace mivel::console

@@ -22,10 +22,11 @@ public:
 
     void setGotoText(const QString& text) { gotoText_ = text; }
     QString gotoText() const { return gotoText_; }
-    void goTo();   // cmdGoto
-    void home();   // cmdHome
-    void stop();   // cmdStopFocus
-    void record(); // cmdRecordFocus
+    std::int32_t position() const { return position_; } // the last :a
+    void goTo();                                        // cmdGoto
+    void home();                                        // cmdHome
+    void stop();                                        // cmdStopFocus
+    void record();                                      // cmdRecordFocus
     // The retry timer ran: a Goto that waited for the homed state goes on, or tells why not.
     void resumeGoto();
 

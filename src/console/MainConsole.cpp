@@ -14,8 +14,11 @@ MainConsole::MainConsole(AppContext& ctx, Role role, QObject* parent)
     , focus_(core_, jog_)
     , rotator_(core_, jog_)
     , controls_(core_)
-    , replies_(core_, focus_, rotator_, controls_, [this](int code) { emit loaderStatus(code); }) {
+    , replies_(core_, focus_, rotator_, controls_, [this](int code) { emit loaderStatus(code); })
+    , recall_(core_, focus_, rotator_) {
     core_.readingsChanged = [this] { emit readingsChanged(); };
+    recall_.gotoTextsChanged = [this] { emit gotoTextsChanged(); };
+    recall_.listsChanged = [this] { emit recallListsChanged(); };
     subscription_ = ctx.hub().subscribe(LinkHub::Audience::Console, [this](std::string_view chunk) {
         replies_.handleReceived(chunk);
     });

@@ -7,6 +7,7 @@
 #include "FocusCommands.h"
 #include "GuardedControls.h"
 #include "RotatorCommands.h"
+#include "StoredRecall.h"
 
 #include <QObject>
 
@@ -110,6 +111,16 @@ public:
     int wrapLimitDeg() const { return rotator_.wrapLimitDeg(); }
     bool setWrapLimitDeg(int degrees) { return rotator_.setWrapLimitDeg(degrees); }
 
+    // --- Stored positions: the recall boxes and their editors ----------------------------------
+    void setStoredPositions(records::StoredPositions* positions) {
+        recall_.setPositions(positions);
+    }
+    records::StoredPositions* storedPositions() const { return recall_.positions(); }
+    QStringList recallItems(records::RecordKind kind) const { return recall_.items(kind); }
+    // An entry chosen in a recall box: 0 ("<new>") opens the editor, r goes to record r.
+    void recall(records::RecordKind kind, int entry) { recall_.recall(kind, entry); }
+    void editStoredPositions(records::RecordKind kind) { recall_.edit(kind); }
+
     // --- Jog (Timer1) ----------------------------------------------------------------------
     void jogPress(JogAxis axis, int direction) { jog_.press(axis, direction); } // +1 or -1
     void jogRelease() { jog_.release(); }
@@ -145,6 +156,10 @@ signals:
     void linkStateChanged();
     // The unit's firmware loader reported a status character (:x).
     void loaderStatus(int code);
+    // A recalled position was put into a Goto box.
+    void gotoTextsChanged();
+    // A stored-position editor closed: the recall boxes are to be rebuilt from the lists.
+    void recallListsChanged();
 
 private:
     void onPortChanged(bool open);
@@ -158,6 +173,7 @@ private:
     RotatorCommands rotator_;
     GuardedControls controls_;
     ConsoleReplies replies_;
+    StoredRecall recall_;
     LinkHub::Subscription subscription_;
 };
 

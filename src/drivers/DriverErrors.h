@@ -57,6 +57,10 @@ inline const Error Dew1OutOfRange{K::OutOfRange, 0, "Mivel",
 inline const Error Dew2OutOfRange{K::OutOfRange, 0, "Mivel",
                                   "Dew heater 2 Power value out of range."};
 
+// Focuser and Rotator: a stored position asked for by a record number the list does not have.
+inline const Error NoSuchRecord{K::OutOfRange, 0, "Vark",
+                                "There is no stored position of that number."};
+
 // Every object: a link attempt still probing when the link was closed.
 inline const Error LinkCancelled{
     K::NotLinked, 0, "Mivel",

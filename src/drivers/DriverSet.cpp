@@ -81,8 +81,9 @@ Task<CallResult> ClientHeldDevice::call(const QString& method, const QVariantLis
 
 // --- DriverSet ------------------------------------------------------------------------------
 
-DriverSet::DriverSet(AppContext& ctx)
-    : ctx_(ctx) {}
+DriverSet::DriverSet(AppContext& ctx, const records::StoredPositions* positions)
+    : ctx_(ctx)
+    , positions_(positions) {}
 
 // The objects go in the reverse order of their kinds, each after the hold clients had on it.
 DriverSet::~DriverSet() {
@@ -97,6 +98,8 @@ DriverSet::~DriverSet() {
 template <class Object> Object& DriverSet::make(Slot<Object>& slot) {
     if (!slot.object) {
         slot.object = std::make_unique<Object>(ctx_);
+        if constexpr (requires(Object & o) { o.setStoredPositions(positions_); })
+            slot.object->setStoredPositions(positions_);
         slot.held = std::make_unique<ClientHeldDevice>(ctx_.hub(), *slot.object);
     }
     return *slot.object;

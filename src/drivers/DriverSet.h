@@ -53,7 +53,8 @@ private:
 // device() and existing() give them as clients hold them (ClientHeldDevice).
 class DriverSet final : public DeviceProvider {
 public:
-    explicit DriverSet(AppContext& ctx);
+    // The focuser and the rotator read the stored positions of the run, when it keeps them.
+    explicit DriverSet(AppContext& ctx, const records::StoredPositions* positions = nullptr);
     ~DriverSet() override;
     DriverSet(const DriverSet&) = delete;
     DriverSet& operator=(const DriverSet&) = delete;
@@ -73,6 +74,7 @@ private:
     template <class Object> Object& make(Slot<Object>& slot);
 
     AppContext& ctx_;
+    const records::StoredPositions* positions_;
     Slot<Focuser> focuser_;
     Slot<Rotator> rotator_;
     Slot<Temperature> temperature_;

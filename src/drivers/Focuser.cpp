@@ -277,6 +277,18 @@ void Focuser::onFocusRecord(double v) {
 
 // Automation.
 
+QString Focuser::focusRecords() const {
+    return positions_ ? records::recordsJson(positions_->focus()) : QStringLiteral("[]");
+}
+
+Outcome<QString> Focuser::focusRecord(qint16 number) const {
+    const QString record =
+        positions_ ? records::recordJson(positions_->focus(), number) : QString();
+    if (record.isEmpty())
+        return {{}, errors::NoSuchRecord};
+    return {record, {}};
+}
+
 namespace {
 
 using T = MemberTable<Focuser>;
@@ -376,6 +388,13 @@ const T& table() {
                       [](Focuser& f, const QVariantList&) {
                           f.recordFocusPosition();
                           return of(Status{});
+                      }),
+            T::readOnly("FocusRecords", QMetaType::QString,
+                        [](Focuser& f) { return of(f.focusRecords()); }),
+            T::method("FocusRecord", QMetaType::Int, "Record",
+                      [](Focuser& f, const QVariantList& a) {
+                          return withArg(args::toInt16(a.value(0)),
+                                         [&](qint16 n) { return of(f.focusRecord(n)); });
                       }),
         }};
     return t;

@@ -5,6 +5,7 @@
 #include "MemberTable.h"
 
 #include "core/Clock.h"
+#include "records/StoredPositions.h"
 
 #include <optional>
 
@@ -65,6 +66,12 @@ public:
     bool focusPositionRecorded() const { return ctx_.shared().focusRecordState >= 8; }
     void recordFocusPosition();
 
+    // The stored focus positions, as scripts read them: the whole list as a JSON array, or
+    // one record by its number (from 1). Empty lists while the run keeps none.
+    void setStoredPositions(const records::StoredPositions* positions) { positions_ = positions; }
+    QString focusRecords() const;
+    Outcome<QString> focusRecord(qint16 number) const;
+
     // What the object holds, without asking the unit.
     bool homed() const { return homed_; }
     bool moving() const { return moving_; }
@@ -108,6 +115,7 @@ private:
     qint16 targetReplies_ = 0;
     qint16 actualReplies_ = 0;
     qint64 lastStatusQuery_ = 0;
+    const records::StoredPositions* positions_ = nullptr;
     qint16 tempCompReplies_ = 0;
 };
 

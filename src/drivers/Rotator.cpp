@@ -270,6 +270,18 @@ void Rotator::onRecord(double v) {
 
 // Automation.
 
+QString Rotator::rotatorRecords() const {
+    return positions_ ? records::recordsJson(positions_->rotator()) : QStringLiteral("[]");
+}
+
+Outcome<QString> Rotator::rotatorRecord(qint16 number) const {
+    const QString record =
+        positions_ ? records::recordJson(positions_->rotator(), number) : QString();
+    if (record.isEmpty())
+        return {{}, errors::NoSuchRecord};
+    return {record, {}};
+}
+
 namespace {
 
 using T = MemberTable<Rotator>;
@@ -366,6 +378,13 @@ const T& table() {
                       [](Rotator& r, const QVariantList& a) {
                           return withArg(args::toSingle(a.value(0)),
                                          [&](float x) { return of(r.resetPosition(x)); });
+                      }),
+            T::readOnly("RotatorRecords", QMetaType::QString,
+                        [](Rotator& r) { return of(r.rotatorRecords()); }),
+            T::method("RotatorRecord", QMetaType::Int, "Record",
+                      [](Rotator& r, const QVariantList& a) {
+                          return withArg(args::toInt16(a.value(0)),
+                                         [&](qint16 n) { return of(r.rotatorRecord(n)); });
                       }),
         }};
     return t;

@@ -5,6 +5,7 @@
 
 #include "core/Clock.h"
 #include "core/RotatorGeometry.h"
+#include "records/StoredPositions.h"
 
 #include <optional>
 
@@ -54,6 +55,12 @@ public:
     void setRecallRotatorPosition(bool on);
     bool rotatorPositionRecorded() const { return ctx_.shared().rotatorRecordState >= 8; }
     void recordRotatorPosition();
+
+    // The stored rotator positions, as scripts read them: the whole list as a JSON array, or
+    // one record by its number (from 1). Empty lists while the run keeps none.
+    void setStoredPositions(const records::StoredPositions* positions) { positions_ = positions; }
+    QString rotatorRecords() const;
+    Outcome<QString> rotatorRecord(qint16 number) const;
     Task<double> wrap();
     void zeroWrap();
     Status unwrap(const QVariant& angle);
@@ -91,6 +98,7 @@ private:
     qint16 actualReplies_ = 0;
     bool wrapReceived_ = false;
     qint64 lastQuery_ = 0;
+    const records::StoredPositions* positions_ = nullptr;
 };
 
 } // namespace mivel

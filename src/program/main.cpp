@@ -13,6 +13,7 @@
 #include "program/FlashCommand.h"
 #include "program/ProgramOptions.h"
 #include "program/StopSignals.h"
+#include "records/StoredPositions.h"
 #include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
@@ -144,7 +145,11 @@ int main(int argc, char* argv[]) {
             return fail(QStringLiteral("cannot open the serial port: ") + opened->description);
     }
 
-    DriverSet drivers(ctx);
+    // The stored positions are loaded when the main console opens; without a console, now.
+    records::StoredPositions positions(paths.dataDir);
+    if (headless)
+        positions.load(ctx.prompt());
+    DriverSet drivers(ctx, &positions);
     // The readings' history and the data log belong to the process, with or without windows;
     // scripts reach the log through actions of the temperature device.
     datalog::Recording recording(ctx);
@@ -164,6 +169,7 @@ int main(int argc, char* argv[]) {
         // On the simulated unit there is nothing to plug in first: connect straight away.
         consoleOptions.connectAtStart = options.simulate;
         consoleOptions.recording = &recording;
+        consoleOptions.positions = &positions;
         console::startConsole(ctx, &drivers, consoleOptions);
     }
 

@@ -22,11 +22,17 @@ std::optional<double> PointTable::at(int column, int row) const {
 }
 
 std::optional<LineFit> fitLine(const PointTable& points, int column) {
-    const int n = points.count();
-    if (column < 0 || column >= PointTable::Columns || n == 0)
+    if (column < 0 || column >= PointTable::Columns)
         return std::nullopt;
-    const auto x = [&](int i) { return *points.at(column, i); };
-    const auto y = [&](int i) { return *points.at(PointTable::ReferenceColumn, i); };
+    return fitLine(points.column(column), points.column(PointTable::ReferenceColumn));
+}
+
+std::optional<LineFit> fitLine(std::span<const double> xs, std::span<const double> ys) {
+    const int n = int(xs.size());
+    if (n == 0 || ys.size() != xs.size())
+        return std::nullopt;
+    const auto x = [&](int i) { return xs[size_t(i)]; };
+    const auto y = [&](int i) { return ys[size_t(i)]; };
 
     double sxx = 0, sy = 0, sx = 0, sxy = 0;
     for (int i = 0; i < n; ++i) {

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <optional>
+#include <span>
 
 namespace mivel::tempcomp {
 
@@ -28,6 +29,10 @@ public:
 
     // The value in a column of a row in use; empty outside the table or the rows in use.
     std::optional<double> at(int column, int row) const;
+    // The rows in use of one column (0 to ReferenceColumn).
+    std::span<const double> column(int column) const {
+        return {cells_[size_t(column)].data(), size_t(count_)};
+    }
 
 private:
     std::array<std::array<double, Capacity>, Columns> cells_{};
@@ -45,5 +50,9 @@ struct LineFit {
 // All readings equal gives slope, intercept and R² of 0; all references equal gives slope 0,
 // the mean reference as intercept, and R² 0.
 std::optional<LineFit> fitLine(const PointTable& points, int column);
+
+// The same fit of y against x over any number of points (x and y of equal length), for lines
+// that are not calibrations: the compensation coefficient learned from stored positions.
+std::optional<LineFit> fitLine(std::span<const double> x, std::span<const double> y);
 
 } // namespace mivel::tempcomp

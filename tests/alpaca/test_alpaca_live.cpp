@@ -13,11 +13,13 @@
 #include "drivers/Focuser.h"
 #include "drivers/Rotator.h"
 #include "link/SerialDevice.h"
+#include "records/StoredPositions.h"
 #include "sim/OutputLine.h"
 #include "sim/PtyHost.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
+#include <QJsonArray>
 #include <QTest>
 
 using namespace mivel;
@@ -42,7 +44,8 @@ struct LiveRig : TestRig, HttpRig {
     AppContext ctx{std::make_unique<MemorySettingsStore>(), std::make_unique<ScriptedPrompt>(),
                    [this] { return onTerminal ? makeQtSerialDevice() : sim::makeSimDevice(unit); },
                    AppPaths::inDirectory(dir.path()), clock};
-    DriverSet drivers{ctx};
+    records::StoredPositions positions{dir.path()};
+    DriverSet drivers{ctx, &positions};
     alpaca::DriverServer server{ctx, drivers, [] {
                                     ServeOptions o;
                                     o.alpacaPort = 0; // any free one
@@ -125,6 +128,39 @@ private slots:
         QVERIFY(rig->listening);
     }
     void cleanup() { rig.reset(); }
+
+    void scriptsReadTheStoredPositions() {
+        records::RecordList& focus = rig->positions.focus();
+        QVERIFY(!focus.save(1, {QStringLiteral("Moon"), 12500, 45.5f}, true));
+        QVERIFY(!focus.save(2, {QStringLiteral("Jupiter"), 12620, 44}, true));
+        QVERIFY(!rig->positions.rotator().save(1, {QStringLiteral("North up"), 0, 0}, true));
+        for (const char* type : {"focuser", "rotator"}) {
+            const QJsonArray actions =
+                rig->get("/api/v1/" + QByteArray(type) + "/0/supportedactions")["Value"].toArray();
+            const QString name = qstrcmp(type, "focuser") == 0 ? "FocusRecords" : "RotatorRecords";
+            QVERIFY2(actions.contains(name), type);
+        }
+        // Read from the lists the editors keep: no link to the unit needed.
+        QJsonObject reply = rig->put("/api/v1/focuser/0/action", "Action=FocusRecords&Parameters=");
+        QCOMPARE(reply["ErrorNumber"].toInt(), 0);
+        QCOMPARE(
+            reply["Value"].toString(),
+            QStringLiteral("[{\"Description\":\"Moon\",\"Position\":12500,\"Temperature\":45.5},"
+                           "{\"Description\":\"Jupiter\",\"Position\":12620,"
+                           "\"Temperature\":44}]"));
+        reply = rig->put("/api/v1/rotator/0/action", "Action=RotatorRecords&Parameters=");
+        QCOMPARE(reply["Value"].toString(),
+                 QStringLiteral("[{\"Description\":\"North up\",\"Position\":0}]"));
+        // One record by its number; a number the list does not have is out of range.
+        reply = rig->put("/api/v1/focuser/0/action", "Action=FocusRecord&Parameters=2");
+        QCOMPARE(reply["Value"].toString(),
+                 QStringLiteral("{\"Description\":\"Jupiter\",\"Position\":12620,"
+                                "\"Temperature\":44}"));
+        reply = rig->put("/api/v1/rotator/0/action", "Action=RotatorRecord&Parameters=3");
+        QCOMPARE(reply["ErrorNumber"].toInt(), 0x401);
+        QCOMPARE(reply["ErrorMessage"].toString(),
+                 QStringLiteral("There is no stored position of that number."));
+    }
 
     void concurrentPollsShareOneStatusQuery() {
         connectFocuser();

@@ -15,6 +15,7 @@
 #include "app/CheckRegistry.h"
 #include "app/SettingsKey.h"
 #include "drivers/DriverSet.h"
+#include "records/StoredPositions.h"
 #include "sim/SimDevice.h"
 #include "sim/SimulatedUnit.h"
 
@@ -47,6 +48,7 @@ namespace {
 struct WindowRig : AppRig {
     sim::SimulatedUnit unit{clock};
     FakeProvider devices{ctx->hub().waits()};
+    records::StoredPositions positions{dir.path()};
     std::unique_ptr<ConsoleApp> app;
 
     WindowRig()
@@ -54,7 +56,13 @@ struct WindowRig : AppRig {
         checkRegistry(*ctx);
         unit.placeFocuser(12500, true);
         unit.placeRotator(9000, true, 1800);
-        app = std::make_unique<ConsoleApp>(*ctx, &devices);
+        // Stored positions on disk, which the main console loads when it opens.
+        records::RecordList kept(records::RecordKind::Focus, dir.path());
+        kept.save(1, {QStringLiteral("Moon, prime focus"), 12500, 45.5f}, true);
+        kept.save(2, {QStringLiteral("Planets, 2x Barlow"), 18230, 44}, true);
+        ConsoleOptions options;
+        options.positions = &positions;
+        app = std::make_unique<ConsoleApp>(*ctx, &devices, options);
         app->showMainConsole();
     }
     ~WindowRig() override {
@@ -110,6 +118,12 @@ private slots:
             QVERIFY2(!rig.action(name)->isEnabled(), name);
         auto* gotoButton = rig.find(&w, "cmdGoto");
         QVERIFY(!gotoButton->isEnabled());
+        // The stored positions were loaded as the console opened, "<new>" first.
+        auto* stored = rig.find<QComboBox>(&w, "cboFocusRecall");
+        QCOMPARE(stored->count(), 3);
+        QCOMPARE(stored->itemText(0), QStringLiteral("<new>"));
+        QCOMPARE(stored->itemText(2), QStringLiteral("Planets, 2x Barlow"));
+        QCOMPARE(rig.find<QComboBox>(&w, "cboRotRecall")->count(), 1);
         rig.connectToUnit();
         QVERIFY(rig.prompt->shown.empty());
         QVERIFY(gotoButton->isEnabled());

@@ -3,12 +3,15 @@
 
 #include "TempCompRig.h"
 
+#include "records/RecordList.h"
 #include "tempcomp/ui/CalibrationWindowView.h"
+#include "tempcomp/ui/LearnCoefficientView.h"
 #include "tempcomp/ui/TempCompDialogView.h"
 #include "tempcomp/ui/TempCompWindows.h"
 
 #include <QChartView>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
 #include <QLegendMarker>
@@ -98,6 +101,64 @@ private slots:
         QVERIFY(!view.isVisible());
         QCOMPARE(rig.sent(), QByteArray(" =18  F4 "));
         QCOMPARE(rig.tempComp().mode, 1);
+    }
+
+    void coefficientLearnedFromStoredPositions() {
+        TempCompRig rig;
+        rig.reply(":sl1 1000 :of1 -4000000 :tcc 25 :tcm 4 :tc 0 ");
+        records::RecordList focus(records::RecordKind::Focus, rig.dir.path());
+        const double temps[] = {28.5, 33, 36.5, 41, 44, 49.5};
+        const int scatter[] = {4, -6, 3, 5, -4, -2};
+        for (int i = 0; i < 6; ++i)
+            QVERIFY(!focus.save(i + 1,
+                                {QStringLiteral("Night %1").arg(i + 1),
+                                 qint32(12000 - 9.5 * temps[i] + scatter[i]), float(temps[i])},
+                                true));
+        TempCompDialogView view(*rig.ctx, nullptr, &focus);
+        view.show();
+        rig.sent();
+        // The learner is modal over the dialog: it is worked while it runs.
+        // What it shows is read while it runs, and checked once it has closed.
+        QStringList shown;
+        QTimer::singleShot(0, &view, [&] {
+            auto* learner = view.findChild<LearnCoefficientView*>();
+            if (!learner)
+                return;
+            for (const char* name : {"lblPoints", "lblSlope", "lblR2"})
+                shown << child<QLabel>(*learner, name)->text();
+            shown << legend(*child<QChartView>(*learner, "chartLearn"));
+            saveScreenshot(*learner, "learn-coefficient.png");
+            child<QPushButton>(*learner, "cmdUse")->click();
+        });
+        child<QPushButton>(view, "cmdLearn")->click();
+        QCOMPARE(shown, (QStringList{"6", "-9.66", "0.9964", "Points", "Fitted line, R² 0.996"}));
+        // The slope is in the coefficient control; nothing goes to the unit before OK.
+        QCOMPARE(view.logic().coefficientTenths(), -97);
+        QCOMPARE(child<QDoubleSpinBox>(view, "UpDown2")->value(), -9.7);
+        QVERIFY(view.logic().changed());
+        QCOMPARE(rig.sent(), QByteArray());
+    }
+
+    void learnerSaysWhyAndReadsDataLogs() {
+        TempCompRig rig;
+        records::RecordList focus(records::RecordKind::Focus, rig.dir.path());
+        QVERIFY(!focus.save(1, {QStringLiteral("Only one"), 100, 40}, true));
+        LearnCoefficientView learner(&focus);
+        QVERIFY(!child<QPushButton>(learner, "cmdUse")->isEnabled());
+        QVERIFY(child<QLabel>(learner, "lblWhy")->text().contains(QStringLiteral("there is one")));
+
+        const QString log = rig.path("night.csv");
+        QVERIFY(test::writeAll(log, "\"Time\",\"Ambient \",\"Secondary \",\"Focus Position\"\r\n"
+                                    "\"21:00:00\",50,55,12000\r\n"
+                                    "\"22:00:00\",46,52,12040\r\n"
+                                    "\"23:00:00\",42,50,12080\r\n"));
+        learner.useDataLog(log);
+        QCOMPARE(child<QComboBox>(learner, "cboTemperature")->count(), 2);
+        QCOMPARE(child<QLabel>(learner, "lblSlope")->text(), QStringLiteral("-10.00"));
+        QVERIFY(child<QPushButton>(learner, "cmdUse")->isEnabled());
+        child<QComboBox>(learner, "cboTemperature")->setCurrentText(QStringLiteral("Secondary"));
+        QCOMPARE(child<QLabel>(learner, "lblPoints")->text(), QStringLiteral("3"));
+        QCOMPARE(child<QLabel>(learner, "lblSlope")->text(), QStringLiteral("-15.79"));
     }
 
     void calibrationWindowShowsEditsRecordsAndFits() {

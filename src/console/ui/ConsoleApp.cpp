@@ -2,6 +2,7 @@
 
 #include "datalog/ui/GraphWindow.h"
 #include "datalog/ui/LogDialog.h"
+#include "records/ui/StoreEditorView.h"
 #include "tempcomp/ui/TempCompWindows.h"
 
 #include "MainWindow.h"
@@ -50,6 +51,10 @@ public:
     void runTempCompDialog() override {
         if (app_.tempComp_)
             app_.tempComp_(parent_);
+    }
+    void runStoreEditor(records::RecordList& list,
+                        std::function<records::CurrentPosition()> current) override {
+        records::runStoreEditor(list, app_.ctx_.prompt(), std::move(current), parent_);
     }
 
 private:
@@ -105,7 +110,9 @@ bool ConsoleApp::mainConsoleOpen() const {
 
 void ConsoleApp::showMainConsole() {
     if (!main_) {
-        checkRegistry(ctx_); // the main console's load runs the settings routine
+        checkRegistry(ctx_);    // the main console's load runs the settings routine
+        if (options_.positions) // and loads the stored positions
+            options_.positions->load(ctx_.prompt());
         main_ = new MainWindow(*this);
         ctx_.shared().mainConsoleOpen = true;
         connect(main_, &MainWindow::closed, this,
@@ -246,8 +253,10 @@ bool startConsole(AppContext& ctx, DeviceProvider* devices, const ConsoleOptions
         std::make_unique<MessageBoxPrompt>([console = QPointer<ConsoleApp>(console)]() -> QWidget* {
             return console ? console->promptParent() : nullptr;
         }));
-    console->setTempCompDialog(
-        [&ctx](QWidget* parent) { tempcomp::runTempCompDialog(ctx, parent); });
+    records::StoredPositions* positions = options.positions;
+    console->setTempCompDialog([&ctx, positions](QWidget* parent) {
+        tempcomp::runTempCompDialog(ctx, parent, positions ? &positions->focus() : nullptr);
+    });
     console->setCalibrationWindow(
         [&ctx](QWidget* parent) { tempcomp::openCalibrationWindow(ctx, parent); });
     console->setHeaterWizard([&ctx](QWidget* parent) { heater::openSecHeaterWizard(ctx, parent); });

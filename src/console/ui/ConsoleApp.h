@@ -9,6 +9,7 @@
 #include "app/ConsoleWindows.h"
 #include "datalog/Recording.h"
 #include "drivers/AutomationDevice.h"
+#include "records/StoredPositions.h"
 
 #include <QObject>
 #include <QPointer>
@@ -30,6 +31,8 @@ struct ConsoleOptions {
     bool nightVision = false;
     bool connectAtStart = false; // connect as if the user pressed Connect (the simulated unit)
     datalog::Recording* recording = nullptr; // the process's data log and readings history
+    // The stored positions of the run, loaded when the main console opens; none: no recall.
+    records::StoredPositions* positions = nullptr;
 };
 
 // The console's windows in the running program: the main and mini consoles, the setup dialogs
@@ -93,6 +96,7 @@ public:
     QList<PortEntry> ports() const;
 
     AppContext& context() const { return ctx_; }
+    records::StoredPositions* positions() const { return options_.positions; }
     ConsoleLifetime& lifetime() { return lifetime_; }
     MainWindow* mainWindow() const;
     MiniConsoleWindow* miniConsole() const;

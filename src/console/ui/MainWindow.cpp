@@ -9,6 +9,7 @@
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QLabel>
 #include <QShortcut>
 
@@ -34,12 +35,14 @@ MainWindow::MainWindow(ConsoleApp& app, QWidget* parent)
 
     AppContext& ctx = app.context();
     console_ = new MainConsole(ctx, MainConsole::Role::Main, this);
+    console_->setStoredPositions(app.positions());
     dialogs_ = app.makeDialogs(this);
     console_->setDialogs(dialogs_.get());
     console_->setThermalReaders(app.thermalReaders());
     binder_ = new ConsoleBinder(this, *console_, this);
     connect(console_, &MainConsole::linkStateChanged, this, &MainWindow::refreshLink);
     wireActions();
+    wireRecallBoxes();
     refreshLink();
     refreshLog();
 
@@ -95,6 +98,46 @@ void MainWindow::wireActions() {
         auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key(Qt::Key_1 + i)), this);
         connect(shortcut, &QShortcut::activated, u.SSTab1,
                 [tabs = u.SSTab1, i] { tabs->setCurrentIndex(i); });
+    }
+}
+
+void MainWindow::wireRecallBoxes() {
+    Ui::frmMain& u = *ui_;
+    MainConsole* c = console_;
+    using records::RecordKind;
+    const std::pair<QComboBox*, RecordKind> boxes[] = {{u.cboFocusRecall, RecordKind::Focus},
+                                                       {u.cboRotRecall, RecordKind::Rotator}};
+    for (const auto& [box, kind] : boxes) {
+        box->setEnabled(c->storedPositions() != nullptr);
+        box->setPlaceholderText(QStringLiteral("Go to a stored position"));
+        // Activated, not index changed: the same entry chosen twice goes there twice.
+        connect(box, &QComboBox::activated, c, [c, box, kind](int entry) {
+            box->setCurrentIndex(-1);
+            c->recall(kind, entry);
+        });
+    }
+    connect(c, &MainConsole::gotoTextsChanged, this, [this] {
+        ui_->txtPosition->setText(console_->focusGotoText());
+        ui_->txtRotGOTO->setText(console_->rotatorGotoText());
+    });
+    connect(c, &MainConsole::recallListsChanged, this, &MainWindow::fillRecallBoxes);
+    for (QAction* a : {u.Records, u.mnuStoredPositions, u.mnuStoredRotator})
+        a->setEnabled(c->storedPositions() != nullptr);
+    for (QAction* a : {u.Records, u.mnuStoredPositions})
+        connect(a, &QAction::triggered, c, [c] { c->editStoredPositions(RecordKind::Focus); });
+    connect(u.mnuStoredRotator, &QAction::triggered, c,
+            [c] { c->editStoredPositions(RecordKind::Rotator); });
+    fillRecallBoxes();
+}
+
+void MainWindow::fillRecallBoxes() {
+    using records::RecordKind;
+    for (auto [box, kind] : {std::pair{ui_->cboFocusRecall, RecordKind::Focus},
+                             std::pair{ui_->cboRotRecall, RecordKind::Rotator}}) {
+        const QSignalBlocker quiet(box);
+        box->clear();
+        box->addItems(console_->recallItems(kind));
+        box->setCurrentIndex(-1);
     }
 }
 

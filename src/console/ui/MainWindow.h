@@ -36,6 +36,8 @@ private:
     void refreshLink();
     void refreshLog();
     void openFirmwareWizard();
+    void wireRecallBoxes();
+    void fillRecallBoxes();
     void onShownTabGoto();
     void onShownTabHome();
 

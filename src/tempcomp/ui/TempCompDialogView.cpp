@@ -1,5 +1,7 @@
 #include "TempCompDialogView.h"
 
+#include "LearnCoefficientView.h"
+
 #include "ui_frmTempComp.h"
 
 #include <QApplication>
@@ -9,10 +11,12 @@
 
 namespace mivel::tempcomp {
 
-TempCompDialogView::TempCompDialogView(AppContext& ctx, QWidget* parent)
+TempCompDialogView::TempCompDialogView(AppContext& ctx, QWidget* parent,
+                                       const records::RecordList* focusRecords)
     : QDialog(parent)
     , ui_(std::make_unique<Ui::frmTempComp>())
-    , logic_(ctx) {
+    , logic_(ctx)
+    , focusRecords_(focusRecords) {
     ui_->setupUi(this);
     const QRadioButton* modes[] = {ui_->optTempComp_0, ui_->optTempComp_1, ui_->optTempComp_2};
     for (int mode = 0; mode < 3; ++mode)
@@ -32,6 +36,7 @@ TempCompDialogView::TempCompDialogView(AppContext& ctx, QWidget* parent)
         if (!updating_)
             logic_.showFahrenheit(on);
     });
+    connect(ui_->cmdLearn, &QPushButton::clicked, this, &TempCompDialogView::learn);
     connect(ui_->cmdOK, &QPushButton::clicked, this, &TempCompDialogView::accept);
     connect(ui_->cmdCancel, &QPushButton::clicked, this, &TempCompDialogView::reject);
     connect(&logic_, &TempCompDialog::refreshed, this, &TempCompDialogView::refresh);
@@ -67,6 +72,14 @@ void TempCompDialogView::showWaitCursor(bool on) {
         QApplication::setOverrideCursor(Qt::WaitCursor);
     else
         QApplication::restoreOverrideCursor();
+}
+
+void TempCompDialogView::learn() {
+    // The learned slope only goes into the coefficient control: OK still asks before uploading.
+    LearnCoefficientView learner(focusRecords_, this);
+    connect(&learner, &LearnCoefficientView::coefficientChosen, &logic_,
+            &TempCompDialog::setCoefficientTenths);
+    learner.exec();
 }
 
 void TempCompDialogView::accept() {

@@ -10,13 +10,20 @@ namespace Ui {
 class frmTempComp;
 }
 
+namespace mivel::records {
+class RecordList;
+}
+
 namespace mivel::tempcomp {
 
 // frmTempComp: the compensation dialog's window over its logic object.
 class TempCompDialogView : public QDialog {
     Q_OBJECT
 public:
-    explicit TempCompDialogView(AppContext& ctx, QWidget* parent = nullptr);
+    // The stored focus positions, when the run keeps them, are offered for learning the
+    // coefficient.
+    explicit TempCompDialogView(AppContext& ctx, QWidget* parent = nullptr,
+                                const records::RecordList* focusRecords = nullptr);
     ~TempCompDialogView() override;
 
     TempCompDialog& logic() { return logic_; }
@@ -29,9 +36,11 @@ public:
 private:
     void refresh();
     void showWaitCursor(bool on);
+    void learn();
 
     std::unique_ptr<Ui::frmTempComp> ui_;
     TempCompDialog logic_;
+    const records::RecordList* focusRecords_;
     bool updating_ = false;
     bool waitCursor_ = false;
 };

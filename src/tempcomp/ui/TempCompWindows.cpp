@@ -7,14 +7,15 @@
 
 namespace mivel::tempcomp {
 
-void runTempCompDialog(AppContext& ctx, QWidget* parent) {
-    TempCompDialogView dialog(ctx, parent);
+void runTempCompDialog(AppContext& ctx, QWidget* parent, const records::RecordList* focusRecords) {
+    TempCompDialogView dialog(ctx, parent, focusRecords);
     dialog.exec();
 }
 
-TempCompButtons openTempCompDialog(AppContext& ctx, QWidget* parent) {
+TempCompButtons openTempCompDialog(AppContext& ctx, QWidget* parent,
+                                   const records::RecordList* focusRecords) {
     prepareTempCompDialog(ctx);
-    runTempCompDialog(ctx, parent);
+    runTempCompDialog(ctx, parent, focusRecords);
     return finishTempCompDialog(ctx);
 }
 
