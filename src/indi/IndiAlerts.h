@@ -1,0 +1,27 @@
+#pragma once
+
+#include "core/Error.h"
+
+#include <libindi/indiapi.h>
+#include <libindi/indidevapi.h>
+
+namespace mivel::indi {
+
+// A refusal of the unit's driver objects as INDI shows it: the property goes to the Alert state
+// and carries the object's own message, the text Alpaca clients get for the same refusal.
+template <class Property> void alert(Property& property, const Error& error) {
+    property.setState(IPS_ALERT);
+    property.apply("%s", error.description.toUtf8().constData());
+}
+
+inline void alert(INumberVectorProperty& property, const Error& error) {
+    property.s = IPS_ALERT;
+    IDSetNumber(&property, "%s", error.description.toUtf8().constData());
+}
+
+inline void alert(ISwitchVectorProperty& property, const Error& error) {
+    property.s = IPS_ALERT;
+    IDSetSwitch(&property, "%s", error.description.toUtf8().constData());
+}
+
+} // namespace mivel::indi
