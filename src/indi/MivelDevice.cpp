@@ -103,6 +103,9 @@ bool MivelDevice::updateProperties() {
         wrapLimit_[0].setValue(session_.rotator().wrapLimit());
         defineProperty(wrapLimit_);
         thermal_.define(*this);
+        // What the configuration holds for the device applies once it is linked.
+        loadConfig(true, ReverseRotatorSP.name);
+        loadConfig(true, wrapLimit_.getName());
         SetTimer(getCurrentPollingPeriod());
     } else {
         for (const char* name : {focusTemperature_.getName(), compensationMode_.getName(),
