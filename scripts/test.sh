@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs every test: the unit and end-to-end tests, the
 # formatting check, and a short fuzzing run of the reply tokeniser, the HTTP request parser and
-# the settings file format under sanitizers.
+# the settings file format under sanitizers; as root, also the Debian package check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR=build-test scripts/build.sh -DMIVEL_BUILD_TESTS=ON -DMIVEL_BUILD_BENCH=ON -DMIVEL_WERROR=ON

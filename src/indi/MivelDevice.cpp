@@ -204,10 +204,9 @@ bool MivelDevice::newCompensationSettings(double values[], char* names[], int n)
     for (int i = 0; i < n; ++i) {
         const bool coefficient = std::strcmp(names[i], "COEFFICIENT") == 0;
         const double v = values[i];
-        const Status set =
-            coefficient ? focuser.setTempCompCoefficient(float(v))
-                        : focuser.setTempCompMovementThreshold(
-                              qint16(std::lround(std::clamp(v, -32768.0, 32767.0))));
+        const Status set = coefficient ? focuser.setTempCompCoefficient(float(v))
+                                       : focuser.setTempCompMovementThreshold(
+                                             qint16(std::lround(std::clamp(v, -32768.0, 32767.0))));
         if (set)
             return alert(compensation_, *set), true;
         compensation_[coefficient ? 0 : 1].setValue(v);
@@ -290,8 +289,7 @@ Task<void> MivelDevice::readCompensationSettings() {
 
 void MivelDevice::showCompensation(bool on, bool manual) {
     const int mode = !on ? 0 : manual ? 2 : 1;
-    if (compensationMode_.findOnSwitchIndex() == mode &&
-        compensationMode_.getState() != IPS_IDLE)
+    if (compensationMode_.findOnSwitchIndex() == mode && compensationMode_.getState() != IPS_IDLE)
         return;
     compensationMode_.reset();
     compensationMode_[mode].setState(ISS_ON);

@@ -88,8 +88,8 @@ void ThermalPanel::init(const char* device) {
     fan_.fill(device, "MIVEL_FAN", "Fan", Tab, IP_RW, 0, IPS_IDLE);
 
     fillModes(heaterMode_, "HEATER");
-    heaterMode_.fill(device, "MIVEL_HEATER_MODE", "Secondary heater mode", Tab, IP_RW,
-                     ISR_1OFMANY, 0, IPS_IDLE);
+    heaterMode_.fill(device, "MIVEL_HEATER_MODE", "Secondary heater mode", Tab, IP_RW, ISR_1OFMANY,
+                     0, IPS_IDLE);
     heater_[0].fill("HEATER_POWER", "Power (%)", "%.0f", 0, 100, 1, 0);
     heater_[1].fill("HEATER_SETPOINT", "Set point (°F)", "%.1f", -10, 10, 0.1, 0);
     heater_.fill(device, "MIVEL_HEATER", "Secondary heater", Tab, IP_RW, 0, IPS_IDLE);

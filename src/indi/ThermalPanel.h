@@ -31,10 +31,10 @@ public:
     void remove(INDI::DefaultDevice& device);
 
     // A client's new values for one of the panel's properties; false for any other property.
-    bool newNumber(Temperature& unit, const char* name, const double values[],
-                   char* const names[], int n);
-    bool newSwitch(Temperature& unit, const char* name, const ISState states[],
-                   char* const names[], int n);
+    bool newNumber(Temperature& unit, const char* name, const double values[], char* const names[],
+                   int n);
+    bool newSwitch(Temperature& unit, const char* name, const ISState states[], char* const names[],
+                   int n);
 
     // Reads every value from the object (it asks the unit at most once a second) and sends the
     // properties that changed. stillLinked is checked after each wait: an unlinked device has

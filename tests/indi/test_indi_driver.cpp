@@ -314,9 +314,9 @@ void TestIndiDriver::savesItsConfigurationAndAppliesItOnConnecting() {
     const QString config = home_.filePath(".indi/Mivel_config.xml");
     const auto saved = [&config] {
         QFile file(config);
-        return file.open(QIODevice::ReadOnly) &&
-               file.readAll().simplified().contains("name='MIVEL_WRAP_LIMIT'> <oneNumber "
-                                                    "name='LIMIT'> 300 </oneNumber>");
+        const QByteArray xml = file.open(QIODevice::ReadOnly) ? file.readAll().simplified() : "";
+        return xml.contains("name='MIVEL_WRAP_LIMIT'> <oneNumber name='LIMIT'> 300 </oneNumber>") &&
+               xml.contains("name='ROTATOR_REVERSE'> <oneSwitch name='INDI_ENABLED'> On");
     };
     QTRY_VERIFY(saved());
 
