@@ -3,7 +3,6 @@
 #include "core/Error.h"
 
 #include <libindi/indiapi.h>
-#include <libindi/indidevapi.h>
 
 namespace mivel::indi {
 
@@ -12,16 +11,6 @@ namespace mivel::indi {
 template <class Property> void alert(Property& property, const Error& error) {
     property.setState(IPS_ALERT);
     property.apply("%s", error.description.toUtf8().constData());
-}
-
-inline void alert(INumberVectorProperty& property, const Error& error) {
-    property.s = IPS_ALERT;
-    IDSetNumber(&property, "%s", error.description.toUtf8().constData());
-}
-
-inline void alert(ISwitchVectorProperty& property, const Error& error) {
-    property.s = IPS_ALERT;
-    IDSetSwitch(&property, "%s", error.description.toUtf8().constData());
 }
 
 } // namespace mivel::indi
