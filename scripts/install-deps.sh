@@ -9,6 +9,7 @@ packages=(
     libgl-dev
     libbenchmark-dev
     clang libclang-rt-14-dev clang-format
+    libindi-dev indi-bin
 )
 
 missing=()
