@@ -160,8 +160,8 @@ void TestIndiDriver::stopServer() {
 
 int TestIndiDriver::tool(const QString& name, QStringList args, QString* out) {
     QProcess p;
-    args.prepend(QString::number(port_));
-    args.prepend("-p");
+    // By address: a fresh system may have no hosts file to say what "localhost" is.
+    args = QStringList{"-h", "127.0.0.1", "-p", QString::number(port_)} + args;
     p.start(name, args);
     if (!p.waitForFinished(ToolTimeoutMs)) {
         p.kill();
