@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <charconv>
 #include <utility>
 
 #include <fcntl.h>
@@ -39,17 +39,17 @@ constexpr qsizetype scratchSize = 64 * 1024;
 
 // Appends the answer to what is still to be sent, without temporaries.
 void appendAnswer(QByteArray& out, const Response& r, bool keepAlive, bool withBody) {
-    char number[24];
-    const auto append = [&](int n) {
-        const int length = std::snprintf(number, sizeof number, "%d", n);
-        out.append(number, length);
+    const auto append = [&](qsizetype n) {
+        char digits[24];
+        const auto [end, error] = std::to_chars(digits, digits + sizeof digits, n);
+        out.append(digits, end - digits);
     };
     out.reserve(out.size() + r.body.size() + 160);
     out.append("HTTP/1.1 ");
     append(r.status);
     out.append(' ').append(reasonPhrase(r.status)).append("\r\nContent-Type: ");
     out.append(r.contentType).append("\r\nContent-Length: ");
-    append(int(r.body.size()));
+    append(r.body.size());
     out.append(keepAlive ? "\r\nConnection: keep-alive" : "\r\nConnection: close");
     out.append("\r\nCache-Control: no-store\r\n\r\n");
     if (withBody)
