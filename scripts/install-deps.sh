@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and benchmarking mivel need.
+# Installs the Debian packages that building, testing, benchmarking and packaging mivel need
+# (`file` and `dpkg-dev` make the .deb: cpack reads the programs' libraries with them).
 # Does nothing when every package is already present.
 set -euo pipefail
 
@@ -10,6 +11,7 @@ packages=(
     libbenchmark-dev
     clang libclang-rt-14-dev clang-format
     libindi-dev indi-bin
+    file dpkg-dev
 )
 
 missing=()
