@@ -58,4 +58,15 @@ inline bool isOddFlag(double value) {
     return std::nearbyint(value / 2.0) * 2.0 != value;
 }
 
+// The value of one hexadecimal digit, either case, or -1.
+inline int hexDigit(char c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
+
 } // namespace mivel::wire

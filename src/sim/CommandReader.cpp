@@ -1,22 +1,13 @@
 #include "CommandReader.h"
-
 #include "UnitWords.h"
+
+#include "core/Numbers.h"
 
 namespace mivel::sim {
 namespace {
 
 bool is(char byte, std::string_view word) {
     return word.size() == 1 && word.front() == byte;
-}
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
 }
 
 // "S", the record type, two hex digits of byte count: the count says how much follows.
@@ -84,8 +75,8 @@ std::optional<ReadCommand> CommandReader::continueRecord(char byte) {
     text_ += byte;
     if (text_.size() < RecordHeader)
         return std::nullopt;
-    const int high = hexDigit(text_[2]);
-    const int low = hexDigit(text_[3]);
+    const int high = wire::hexDigit(text_[2]);
+    const int low = wire::hexDigit(text_[3]);
     if (high < 0 || low < 0) {
         // Not a record after all: look for the next "S" from here.
         state_ = State::Between;

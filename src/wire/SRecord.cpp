@@ -1,22 +1,14 @@
 #include "SRecord.h"
 
+#include "core/Numbers.h"
+
 namespace mivel::wire {
 namespace {
 
-int hexValue(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 // The byte whose two hex digits start at text[at], or -1.
 int byteAt(std::string_view text, std::size_t at) {
-    const int high = hexValue(text[at]);
-    const int low = hexValue(text[at + 1]);
+    const int high = hexDigit(text[at]);
+    const int low = hexDigit(text[at + 1]);
     return high < 0 || low < 0 ? -1 : high * 16 + low;
 }
 
