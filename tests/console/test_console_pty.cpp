@@ -1,6 +1,7 @@
 // The console and a driver object on the program's real serial port, against the simulated unit
 // on a pseudo-terminal: a message box left open in a handler does not stop the link.
 
+#include "support/CountingDevice.h"
 #include "support/TestRig.h"
 
 #include "console/MainConsole.h"
@@ -18,38 +19,10 @@
 
 using namespace mivel;
 using mivel::console::MainConsole;
+using mivel::test::CountingDevice;
 using mivel::test::MemorySettingsStore;
 
 namespace {
-
-// The real device, counting what goes out so that a test can tell when the unit has heard it.
-class CountingDevice final : public SerialDevice {
-public:
-    explicit CountingDevice(qint64& written)
-        : real_(makeQtSerialDevice())
-        , written_(written) {
-        connect(real_.get(), &SerialDevice::readyRead, this, &SerialDevice::readyRead);
-        connect(real_.get(), &SerialDevice::lost, this, &SerialDevice::lost);
-    }
-    void setPortName(const QString& name) override { real_->setPortName(name); }
-    QString portName() const override { return real_->portName(); }
-    void setBaudRate(qint32 baud) override { real_->setBaudRate(baud); }
-    Status open() override { return real_->open(); }
-    void close() override { real_->close(); }
-    bool isOpen() const override { return real_->isOpen(); }
-    qint64 write(const QByteArray& data) override {
-        written_ += data.size();
-        return real_->write(data);
-    }
-    QByteArray readAll() override { return real_->readAll(); }
-    qint64 bytesAvailable() const override { return real_->bytesAvailable(); }
-    qint64 bytesToWrite() const override { return real_->bytesToWrite(); }
-    void clear() override { real_->clear(); }
-
-private:
-    std::unique_ptr<SerialDevice> real_;
-    qint64& written_;
-};
 
 // A message box the user leaves open: while the first one is open, the test's script runs
 // inside it, with the event loop turning; any box shown meanwhile is answered at once.

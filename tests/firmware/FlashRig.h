@@ -4,6 +4,7 @@
 // pseudo-terminal. Time is a manual clock shared by the program and the unit; bytes cross the
 // terminal in real time, and the rig lets them settle after every step of the clock.
 
+#include "support/CountingDevice.h"
 #include "support/MemorySettingsStore.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestRig.h"
@@ -19,37 +20,6 @@
 #include <QTimer>
 
 namespace mivel::test {
-
-// The real device, counting what goes out so that the rig can tell when the unit has heard it.
-class CountingDevice final : public SerialDevice {
-public:
-    explicit CountingDevice(qint64& written)
-        : real_(makeQtSerialDevice())
-        , written_(written) {
-        connect(real_.get(), &SerialDevice::readyRead, this, &SerialDevice::readyRead);
-        connect(real_.get(), &SerialDevice::lost, this, &SerialDevice::lost);
-    }
-    void setPortName(const QString& name) override { real_->setPortName(name); }
-    QString portName() const override { return real_->portName(); }
-    void setBaudRate(qint32 baud) override { real_->setBaudRate(baud); }
-    Status open() override { return real_->open(); }
-    void close() override { real_->close(); }
-    bool isOpen() const override { return real_->isOpen(); }
-    qint64 write(const QByteArray& data) override {
-        const qint64 n = real_->write(data);
-        if (n > 0)
-            written_ += n;
-        return n;
-    }
-    QByteArray readAll() override { return real_->readAll(); }
-    qint64 bytesAvailable() const override { return real_->bytesAvailable(); }
-    qint64 bytesToWrite() const override { return real_->bytesToWrite(); }
-    void clear() override { real_->clear(); }
-
-private:
-    std::unique_ptr<SerialDevice> real_;
-    qint64& written_;
-};
 
 // A firmware file of count lines: an S0 header, S1 records of 16 bytes, and an S9 at the end
 // (a one-line file is the S9 alone).
