@@ -446,13 +446,6 @@ void Connection::armTimer() {
         begin(Wait::Handler);
         return;
     }
-    if (outputBlocked_) {
-        // The requests behind wait for the client to collect its answers, not for its bytes:
-        // the time runs from the last answer bytes the kernel took.
-        begin(Wait::Sending);
-        setDeadline(now + server_.limits().requestTimeoutMs);
-        return;
-    }
     if (parser_.midRequest() || !in_.isEmpty()) {
         // Counted from the request's first bytes: trickling bytes do not extend it.
         begin(Wait::Request);
@@ -492,8 +485,8 @@ void Connection::onTimerDue() {
 }
 
 void Connection::onTimeout() {
-    if (closing_ || waiting_ == Wait::Sending) {
-        drop(); // a client that stopped reading gets nothing more
+    if (closing_) {
+        drop();
         return;
     }
     if (waiting_ == Wait::Request) {

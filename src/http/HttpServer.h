@@ -189,7 +189,7 @@ private:
     Timer timer_;
     std::optional<qint64> deadline_; // of the current wait; none while the handler has it
     qint64 timerDue_ = 0;            // when timer_ goes off, while it is active
-    enum class Wait { Idle, Request, Sending, Handler, Closing } waiting_ = Wait::Idle;
+    enum class Wait { Idle, Request, Handler, Closing } waiting_ = Wait::Idle;
     qint64 since_ = 0;      // when the current wait began
     quint64 serial_ = 0;    // of the request being answered
     bool awaiting_ = false; // a request is with the handler
