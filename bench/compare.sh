@@ -12,7 +12,6 @@
 #
 # Installs the anchors (wrk, nginx-light, indi-bin) when missing. Not part of the test suite.
 # Usage: bench/compare.sh [BUILD_DIR] [HTTP_SECONDS] [IDLE_SECONDS]   (build, 10, 60)
-# A part given 0 seconds is left out (e.g. `bench/compare.sh build 5 0` for the HTTP part only).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$(realpath "${1:-build}")
@@ -100,21 +99,20 @@ scan=$(awk -F, '/^"BM_MemchrScan\/16"/ { printf "%.0f", $6 / 1e6 }' "$work/token
 echo "   tokeniser $tok MB/s, memchr scan $scan MB/s: $(ratio "$tok" "$scan") x the scan (goal: >= 200 MB/s)"
 
 # --- 2. HTTP against nginx
-if ((http_seconds > 0)); then
-    echo "2. Cached Alpaca reads against nginx (one worker, the same body as a static file), wrk ${http_seconds} s"
-    alpaca=$(free_port)
-    QT_QPA_PLATFORM=offscreen "$mivel" --headless --simulate --config "$work/http-config" \
-        --alpaca-port "$alpaca" >"$work/mivel-http.log" 2>&1 &
-    mivel_http=$!
-    pids+=("$mivel_http")
-    wait_port "$alpaca" "$work/mivel-http.log"
-    connect_all "$alpaca"
-    target=/api/v1/focuser/0/position
-    mkdir -p "$work/www$(dirname "$target")"
-    curl -sf "http://127.0.0.1:$alpaca$target" >"$work/www$target"
-    chmod -R a+rX "$work"
-    web=$(free_port)
-    cat >"$work/nginx.conf" <<EOF
+echo "2. Cached Alpaca reads against nginx (one worker, the same body as a static file), wrk ${http_seconds} s"
+alpaca=$(free_port)
+QT_QPA_PLATFORM=offscreen "$mivel" --headless --simulate --config "$work/http-config" \
+    --alpaca-port "$alpaca" >"$work/mivel-http.log" 2>&1 &
+mivel_http=$!
+pids+=("$mivel_http")
+wait_port "$alpaca" "$work/mivel-http.log"
+connect_all "$alpaca"
+target=/api/v1/focuser/0/position
+mkdir -p "$work/www$(dirname "$target")"
+curl -sf "http://127.0.0.1:$alpaca$target" >"$work/www$target"
+chmod -R a+rX "$work"
+web=$(free_port)
+cat >"$work/nginx.conf" <<EOF
 worker_processes 1;
 daemon off;
 pid $work/nginx.pid;
@@ -131,32 +129,30 @@ http {
     }
 }
 EOF
-    "$nginx" -c "$work/nginx.conf" -p "$work" &
-    pids+=($!)
-    wait_port "$web" "$work/nginx-error.log"
-    nginx_worker=$(pgrep -f "nginx: worker" -P "${pids[-1]}")
-    # Requests a second, and the server's CPU time a request in microseconds, as "rps us".
-    load() {
-        local before after report
-        before=$(cpu_ns "$3")
-        report=$(wrk -t1 -c"$1" -d"${http_seconds}s" "$2")
-        after=$(cpu_ns "$3")
-        awk -v ns=$((after - before)) '/requests in/ { n = $1 } /^Requests\/sec:/ { r = $2 }
-            END { printf "%.0f %.2f\n", r, ns / 1000 / n }' <<<"$report"
-    }
-    for connections in 32 256; do
-        wrk -t1 -c"$connections" -d1s "http://127.0.0.1:$alpaca$target" >/dev/null # warm up
-        read -r ours ours_us < <(load "$connections" "http://127.0.0.1:$alpaca$target" "$mivel_http")
-        read -r theirs theirs_us < <(load "$connections" "http://127.0.0.1:$web$target" "$nginx_worker")
-        goal=$([ "$connections" = 32 ] && echo 0.9 || echo 0.85)
-        echo "   $connections connections: mivel $ours requests/s, nginx $theirs: $(ratio "$ours" "$theirs") x nginx (goal: >= $goal);" \
-            "CPU a request: mivel $ours_us us, nginx $theirs_us us: $(ratio "$ours_us" "$theirs_us") x nginx"
-    done
-    kill "$mivel_http"
-fi
+"$nginx" -c "$work/nginx.conf" -p "$work" &
+pids+=($!)
+wait_port "$web" "$work/nginx-error.log"
+nginx_worker=$(pgrep -f "nginx: worker" -P "${pids[-1]}")
+# Requests a second, and the server's CPU time a request in microseconds, as "rps us".
+load() {
+    local before after report
+    before=$(cpu_ns "$3")
+    report=$(wrk -t1 -c"$1" -d"${http_seconds}s" "$2")
+    after=$(cpu_ns "$3")
+    awk -v ns=$((after - before)) '/requests in/ { n = $1 } /^Requests\/sec:/ { r = $2 }
+        END { printf "%.0f %.2f\n", r, ns / 1000 / n }' <<<"$report"
+}
+for connections in 32 256; do
+    wrk -t1 -c"$connections" -d1s "http://127.0.0.1:$alpaca$target" >/dev/null # warm up
+    read -r ours ours_us < <(load "$connections" "http://127.0.0.1:$alpaca$target" "$mivel_http")
+    read -r theirs theirs_us < <(load "$connections" "http://127.0.0.1:$web$target" "$nginx_worker")
+    goal=$([ "$connections" = 32 ] && echo 0.9 || echo 0.85)
+    echo "   $connections connections: mivel $ours requests/s, nginx $theirs: $(ratio "$ours" "$theirs") x nginx (goal: >= $goal);" \
+        "CPU a request: mivel $ours_us us, nginx $theirs_us us: $(ratio "$ours_us" "$theirs_us") x nginx"
+done
+kill "$mivel_http"
 
 # --- 3. idle against INDI
-((idle_seconds > 0)) || exit 0
 echo "3. Idle with the devices linked, against INDI's focuser and rotator simulators, ${idle_seconds} s"
 "$mivel_sim" --pty "$work/unit" >"$work/sim.log" 2>&1 &
 pids+=($!)

@@ -12,7 +12,7 @@ bool isTokenChar(char c) {
     return QByteArrayView("!#$%&'*+-.^_`|~").contains(c);
 }
 
-bool isToken(QByteArrayView s) {
+bool isToken(const QByteArray& s) {
     return !s.isEmpty() && std::all_of(s.begin(), s.end(), isTokenChar);
 }
 
@@ -21,11 +21,7 @@ bool isDigits(const QByteArray& s) {
            std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool hasControlOrSpace(QByteArrayView s) {
+bool hasControlOrSpace(const QByteArray& s) {
     return std::any_of(s.begin(), s.end(), [](char c) {
         const auto u = static_cast<unsigned char>(c);
         return u <= 0x20 || u == 0x7f;
@@ -63,8 +59,6 @@ bool Request::hasHeader(const QByteArray& name) const {
 
 bool Request::keepAlive() const {
     const QByteArray connection = header("Connection").toLower();
-    if (connection.isEmpty())
-        return minorVersion != 0;
     const auto says = [&](const char* word) {
         for (const QByteArray& part : connection.split(','))
             if (part.trimmed() == word)
@@ -163,24 +157,19 @@ RequestParser::Step RequestParser::advance(QByteArray& in) {
 }
 
 RequestParser::Step RequestParser::parseRequestLine(const QByteArray& line) {
-    // Exactly three parts, split at single spaces.
-    const qsizetype methodEnd = line.indexOf(' ');
-    const qsizetype targetEnd = methodEnd < 0 ? -1 : line.indexOf(' ', methodEnd + 1);
-    if (targetEnd < 0 || line.indexOf(' ', targetEnd + 1) >= 0)
+    const QList<QByteArray> parts = line.split(' ');
+    if (parts.size() != 3 || !isToken(parts[0]) || parts[1].isEmpty() ||
+        hasControlOrSpace(parts[1]))
         return fail(400, "malformed request line");
-    const QByteArrayView method(line.constData(), methodEnd);
-    const QByteArrayView sent(line.constData() + methodEnd + 1, targetEnd - methodEnd - 1);
-    const QByteArrayView version(line.constData() + targetEnd + 1, line.size() - targetEnd - 1);
-    if (!isToken(method) || sent.isEmpty() || hasControlOrSpace(sent))
-        return fail(400, "malformed request line");
+    const QByteArray& version = parts[2];
     if (!version.startsWith("HTTP/") || version.size() != 8 || version[6] != '.' ||
-        !isDigit(version[5]) || !isDigit(version[7]))
+        !isDigits(version.mid(5, 1)) || !isDigits(version.mid(7, 1)))
         return fail(400, "malformed HTTP version");
     if (version[5] != '1')
         return fail(505, "only HTTP/1.0 and HTTP/1.1 are served");
-    request_.method = method.toByteArray();
+    request_.method = parts[0];
     request_.minorVersion = version[7] == '0' ? 0 : 1;
-    QByteArray target = sent.toByteArray();
+    QByteArray target = parts[1];
     // An absolute-form target (a request sent as to a proxy) is reduced to its path.
     if (target.startsWith("http://")) {
         const qsizetype slash = target.indexOf('/', 7);

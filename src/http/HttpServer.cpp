@@ -2,19 +2,11 @@
 
 #include <QHostInfo>
 #include <QLoggingCategory>
-#include <QSocketNotifier>
 #include <QTcpServer>
+#include <QTcpSocket>
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
 #include <utility>
-
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 Q_LOGGING_CATEGORY(lcHttp, "mivel.http", QtWarningMsg)
 
@@ -35,40 +27,18 @@ QString hostName(const QByteArray& header) {
     return QString::fromLatin1(host);
 }
 
-constexpr qsizetype scratchSize = 64 * 1024;
-
-// Appends the answer to what is still to be sent, without temporaries.
-void appendAnswer(QByteArray& out, const Response& r, bool keepAlive, bool withBody) {
-    const auto append = [&](qsizetype n) {
-        char digits[24];
-        const auto [end, error] = std::to_chars(digits, digits + sizeof digits, n);
-        out.append(digits, end - digits);
-    };
-    out.reserve(out.size() + r.body.size() + 160);
-    out.append("HTTP/1.1 ");
-    append(r.status);
-    out.append(' ').append(reasonPhrase(r.status)).append("\r\nContent-Type: ");
-    out.append(r.contentType).append("\r\nContent-Length: ");
-    append(r.body.size());
-    out.append(keepAlive ? "\r\nConnection: keep-alive" : "\r\nConnection: close");
-    out.append("\r\nCache-Control: no-store\r\n\r\n");
+QByteArray serialise(const Response& r, bool keepAlive, bool withBody) {
+    QByteArray out;
+    out.reserve(r.body.size() + 160);
+    out += "HTTP/1.1 " + QByteArray::number(r.status) + ' ' + reasonPhrase(r.status) + "\r\n";
+    out += "Content-Type: " + r.contentType + "\r\n";
+    out += "Content-Length: " + QByteArray::number(r.body.size()) + "\r\n";
+    out += keepAlive ? "Connection: keep-alive\r\n" : "Connection: close\r\n";
+    out += "Cache-Control: no-store\r\n\r\n";
     if (withBody)
-        out.append(r.body);
+        out += r.body;
+    return out;
 }
-
-// Hands each accepted descriptor to the server instead of wrapping it in a QTcpSocket.
-class Listener : public QTcpServer {
-public:
-    Listener(std::function<void(qintptr)> take, QObject* parent)
-        : QTcpServer(parent)
-        , take_(std::move(take)) {}
-
-protected:
-    void incomingConnection(qintptr descriptor) override { take_(descriptor); }
-
-private:
-    std::function<void(qintptr)> take_;
-};
 
 } // namespace
 
@@ -93,8 +63,9 @@ Server::Server(Handler handler, ServerLimits limits, Clock& clock, QObject* pare
     , handler_(std::move(handler))
     , limits_(limits)
     , clock_(clock)
-    , tcp_(new Listener([this](qintptr d) { onIncoming(d); }, this))
-    , scratch_(new char[scratchSize]) {}
+    , tcp_(new QTcpServer(this)) {
+    connect(tcp_, &QTcpServer::newConnection, this, &Server::onNewConnection);
+}
 
 Server::~Server() {
     close();
@@ -145,20 +116,23 @@ bool Server::acceptsHost(const QByteArray& header) const {
     return ownNames_.contains(name);
 }
 
-void Server::onIncoming(qintptr descriptor) {
-    const int fd = int(descriptor);
-    if (crowded() && !makeRoom()) {
-        qCWarning(lcHttp) << "connection refused: all" << live_.size() << "connections are busy";
-        ::close(fd);
-        return;
-    }
-    live_.push_back(new Connection(fd, *this));
-    emit connectionCountChanged(connectionCount());
-    if (crowded()) {
-        // Requests still coming in now get the shorter time, counted from their start.
-        for (Connection* c : live_)
-            if (c->waiting_ == Connection::Wait::Request)
-                c->armTimer();
+void Server::onNewConnection() {
+    while (QTcpSocket* socket = tcp_->nextPendingConnection()) {
+        if (crowded() && !makeRoom()) {
+            qCWarning(lcHttp) << "connection refused: all" << live_.size()
+                              << "connections are busy";
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        live_.push_back(new Connection(socket, *this));
+        emit connectionCountChanged(connectionCount());
+        if (crowded()) {
+            // Requests still coming in now get the shorter time, counted from their start.
+            for (Connection* c : live_)
+                if (c->waiting_ == Connection::Wait::Request)
+                    c->armTimer();
+        }
     }
 }
 
@@ -191,149 +165,72 @@ void Server::connectionGone(Connection* c) {
 
 // --- Connection
 
-Connection::Connection(int descriptor, Server& server)
+Connection::Connection(QTcpSocket* socket, Server& server)
     : QObject(&server)
-    , fd_(descriptor)
+    , socket_(socket)
     , server_(server)
-    , readable_(new QSocketNotifier(descriptor, QSocketNotifier::Read, this))
-    , writable_(new QSocketNotifier(descriptor, QSocketNotifier::Write, this))
     , parser_(server.limits().request)
     , timer_(server.clock_)
     , since_(server.clock_.nowMs()) {
-    ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
-    // An answer is written whole, at once: nothing is gained by holding its last segment back.
-    const int on = 1;
-    ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    writable_->setEnabled(false);
+    socket_->setParent(this);
+    // Past this much unread input the socket stops reading and TCP holds the client back.
+    socket_->setReadBufferSize(64 * 1024);
     timer_.setSingleShot(true);
     connect(&timer_, &Timer::timeout, this, &Connection::onTimerDue);
-    connect(readable_, &QSocketNotifier::activated, this, &Connection::onReadable);
-    connect(writable_, &QSocketNotifier::activated, this, &Connection::onWritable);
+    connect(socket_, &QTcpSocket::readyRead, this, &Connection::onReadyRead);
+    connect(socket_, &QTcpSocket::bytesWritten, this, [this] {
+        // Reading stopped while the client did not collect its answers: it has now.
+        if (outputBlocked_ && !closing_)
+            serveBuffered();
+    });
+    connect(socket_, &QTcpSocket::disconnected, this, &QObject::deleteLater);
     armTimer();
+    if (socket_->bytesAvailable() > 0)
+        onReadyRead();
 }
 
 Connection::~Connection() {
-    if (open())
-        ::close(fd_);
     server_.connectionGone(this);
-}
-
-void Connection::drop() {
-    if (!open())
-        return;
-    readable_->setEnabled(false);
-    writable_->setEnabled(false);
-    ::close(std::exchange(fd_, -1));
-    closing_ = true;
-    timer_.stop();
-    server_.connectionGone(this);
-    deleteLater();
 }
 
 void Connection::evict() {
-    drop();
+    closing_ = true;
+    timer_.stop();
+    server_.connectionGone(this);
+    socket_->abort();
+    deleteLater();
 }
 
-bool Connection::receive() {
-    const Limits& lim = parser_.limits();
-    const qsizetype inputCap = lim.maxRequestLine + lim.maxHeaderBytes + lim.maxBody + 4096;
-    char* const scratch = server_.scratch_.get();
-    // One read usually takes all there is; a full one may have left more behind.
-    while (closing_ || in_.size() < inputCap) {
-        const qsizetype room =
-            closing_ ? scratchSize : std::min(scratchSize, inputCap - in_.size());
-        const ssize_t n = ::recv(fd_, scratch, size_t(room), 0);
-        if (n > 0) {
-            if (!closing_) // nothing more is taken from a connection that is closing
-                in_.append(scratch, n);
-            if (n < room)
-                return true;
-            continue;
-        }
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-            return true;
-        return false; // the client has closed its end, or the connection broke
-    }
-    return true;
-}
-
-void Connection::onReadable() {
-    if (!receive()) {
-        // Requests that came before the client closed and are answered at once still are.
-        if (!closing_ && !in_.isEmpty())
-            serveBuffered();
-        drop();
+void Connection::onReadyRead() {
+    if (closing_) {
+        socket_->readAll(); // nothing more is read from a connection that is closing
         return;
     }
-    if (!closing_)
-        serveBuffered();
-    updateReading();
-}
-
-void Connection::onWritable() {
-    if (!flush())
-        return;
-    if (unsent() == 0 && closing_) {
-        drop();
-        return;
-    }
-    // Reading stopped while the client did not collect its answers: it has now.
-    if (outputBlocked_ && !closing_)
-        serveBuffered();
-    updateReading();
-}
-
-bool Connection::flush() {
-    while (unsent() > 0) {
-        const ssize_t n = ::send(fd_, out_.constData() + sent_, size_t(unsent()), MSG_NOSIGNAL);
-        if (n >= 0) {
-            sent_ += n;
-            continue;
-        }
-        if (errno == EINTR)
-            continue;
-        if (errno == EAGAIN || errno == EWOULDBLOCK)
-            break;
-        drop();
-        return false;
-    }
-    if (unsent() == 0) {
-        out_.resize(0); // keeps its capacity for the next answer
-        sent_ = 0;
-    }
-    writable_->setEnabled(unsent() > 0);
-    return true;
-}
-
-// Reading pauses while the input buffer is full or the client does not collect its answers, so
-// that TCP holds the client back rather than this server buffering without bound.
-void Connection::updateReading() {
-    if (!open())
-        return;
-    const Limits& lim = parser_.limits();
-    const qsizetype inputCap = lim.maxRequestLine + lim.maxHeaderBytes + lim.maxBody + 4096;
-    const bool read = closing_ || (in_.size() < inputCap && !outputBlocked_);
-    if (readable_->isEnabled() != read)
-        readable_->setEnabled(read);
+    serveBuffered();
 }
 
 void Connection::serveBuffered() {
+    const Limits& lim = parser_.limits();
+    const qsizetype inputCap = lim.maxRequestLine + lim.maxHeaderBytes + lim.maxBody + 4096;
     const bool wasServing = std::exchange(serving_, true);
     outputBlocked_ = false;
-    while (!awaiting_ && !closing_ && open()) {
+    while (!awaiting_ && !closing_ && socket_->state() == QAbstractSocket::ConnectedState) {
         // A client that sends requests without collecting the answers waits until it does.
-        if (unsent() > server_.limits().maxPendingOutput) {
+        if (socket_->bytesToWrite() > server_.limits().maxPendingOutput) {
             outputBlocked_ = true;
             break;
         }
+        if (in_.size() < inputCap && socket_->bytesAvailable() > 0)
+            in_ += socket_->read(inputCap - in_.size());
         const RequestParser::Step step = parser_.advance(in_);
-        if (step == RequestParser::Step::NeedMore)
+        if (step == RequestParser::Step::NeedMore) {
+            if (socket_->bytesAvailable() > 0 && in_.size() < inputCap)
+                continue;
             break;
+        }
         if (step == RequestParser::Step::HeadersReady) {
             if (parser_.expectsContinue() && parser_.request().minorVersion == 1 && in_.isEmpty())
-                out_.append("HTTP/1.1 100 Continue\r\n\r\n");
+                socket_->write("HTTP/1.1 100 Continue\r\n\r\n");
             continue;
         }
         if (step == RequestParser::Step::Failed) {
@@ -343,22 +240,7 @@ void Connection::serveBuffered() {
         dispatch(parser_.takeRequest());
     }
     serving_ = wasServing;
-    // The answers of one pass go to the kernel together, before the event loop runs again.
-    if (!wasServing && !sendNow())
-        return;
     armTimer();
-    updateReading();
-}
-
-bool Connection::sendNow() {
-    if (!open() || !flush())
-        return false;
-    if (closing_ && unsent() == 0) {
-        receive(); // what the client sent meanwhile is read, so that closing does not reset
-        drop();
-        return false;
-    }
-    return true;
 }
 
 void Connection::dispatch(Request request) {
@@ -382,7 +264,7 @@ void Connection::dispatch(Request request) {
 }
 
 void Connection::answer(quint64 serial, const Response& response) {
-    if (!awaiting_ || serial != serial_ || !open())
+    if (!awaiting_ || serial != serial_ || socket_->state() != QAbstractSocket::ConnectedState)
         return;
     awaiting_ = false;
     write(response, keepAlive_);
@@ -395,13 +277,8 @@ void Connection::answer(quint64 serial, const Response& response) {
     // event loop, not to the code that answered; with none waiting there is nothing to take up.
     if (serving_)
         return;
-    // Handed to the system at once: an answer that ends the program (a client's last unlink)
-    // must not wait for an event loop that is about to stop.
-    if (!sendNow())
-        return;
-    if (in_.isEmpty()) {
+    if (in_.isEmpty() && socket_->bytesAvailable() == 0) {
         armTimer();
-        updateReading();
         return;
     }
     QMetaObject::invokeMethod(this, &Connection::serveBuffered, Qt::QueuedConnection);
@@ -415,16 +292,17 @@ void Connection::refuse(int status, const QByteArray& reason) {
 }
 
 void Connection::write(const Response& response, bool keepAlive) {
-    appendAnswer(out_, response, keepAlive, !head_);
+    socket_->write(serialise(response, keepAlive, !head_));
+    // Handed to the system at once: an answer that ends the program (a client's last unlink)
+    // must not wait in the socket's buffer for an event loop that is about to stop.
+    socket_->flush();
 }
 
-// Closes once everything written has gone; a pass of serveBuffered sends it as it ends.
 void Connection::closeAfterWrite() {
     closing_ = true;
     in_.clear();
     armTimer();
-    if (!serving_ && sendNow())
-        updateReading();
+    socket_->disconnectFromHost(); // closes once everything written has gone
 }
 
 void Connection::armTimer() {
@@ -486,14 +364,15 @@ void Connection::onTimerDue() {
 
 void Connection::onTimeout() {
     if (closing_) {
-        drop();
+        socket_->abort();
         return;
     }
     if (waiting_ == Wait::Request) {
         refuse(408, "request not completed in time");
         return;
     }
-    closeAfterWrite();
+    closing_ = true;
+    socket_->disconnectFromHost();
 }
 
 } // namespace mivel::http

@@ -43,8 +43,8 @@
 #include <optional>
 #include <vector>
 
-class QSocketNotifier;
 class QTcpServer;
+class QTcpSocket;
 
 namespace mivel::http {
 
@@ -124,7 +124,7 @@ signals:
 
 private:
     friend class Connection;
-    void onIncoming(qintptr descriptor);
+    void onNewConnection();
     void connectionGone(Connection* c);
     bool crowded() const { return int(live_.size()) >= limits_.maxConnections; }
     // Closes one connection to make room for a new one; false when every one is busy.
@@ -134,36 +134,21 @@ private:
     ServerLimits limits_;
     Clock& clock_;
     QTcpServer* tcp_;
-    std::vector<Connection*> live_;   // in the order they came
-    std::unique_ptr<char[]> scratch_; // what one read of any connection brings in
-    QStringList ownNames_;            // lower case; set when listening
+    std::vector<Connection*> live_; // in the order they came
+    QStringList ownNames_;          // lower case; set when listening
 };
 
-// One client connection, on its socket descriptor: reads go straight into the request buffer and
-// answers straight to the kernel, with a write notifier only while the kernel's buffer is full.
-// Lives until the client leaves or the server closes it.
+// One client connection. Lives until the client leaves or the server closes it.
 class Connection : public QObject {
     Q_OBJECT
 public:
-    Connection(int descriptor, Server& server);
+    Connection(QTcpSocket* socket, Server& server);
     ~Connection() override;
 
 private:
     friend class Responder;
     friend class Server;
-    void onReadable();
-    void onWritable();
-    // Reads what the kernel has; false when the client has gone (the connection is then dropped).
-    bool receive();
-    // Hands the kernel what it takes of the unsent answers; false when the client has gone.
-    bool flush();
-    // Flushes, and closes a connection that is closing once all is sent; false once dropped.
-    bool sendNow();
-    qsizetype unsent() const { return out_.size() - sent_; }
-    void updateReading();
-    bool open() const { return fd_ >= 0; }
-    // Closes the descriptor at once and lets the connection go.
-    void drop();
+    void onReadyRead();
     void serveBuffered();
     void dispatch(Request request);
     void answer(quint64 serial, const Response& response);
@@ -178,14 +163,10 @@ private:
     bool idle() const { return waiting_ == Wait::Idle && !awaiting_ && !closing_; }
     void evict();
 
-    int fd_;
+    QTcpSocket* socket_;
     Server& server_;
-    QSocketNotifier* readable_;
-    QSocketNotifier* writable_;
     RequestParser parser_;
     QByteArray in_;
-    QByteArray out_; // answers the kernel has not taken yet, from sent_ on
-    qsizetype sent_ = 0;
     Timer timer_;
     std::optional<qint64> deadline_; // of the current wait; none while the handler has it
     qint64 timerDue_ = 0;            // when timer_ goes off, while it is active

@@ -291,36 +291,6 @@ private slots:
         QCOMPARE(third.socket.state(), QAbstractSocket::ConnectedState);
     }
 
-    void answersLargerThanTheKernelTakesArriveWholeAndInOrder() {
-        // Each answer is several times what a socket buffer holds and past the unsent-output
-        // limit: the rest goes out as the client reads, and the next request waits its turn.
-        const qsizetype size = 8 * 1024 * 1024;
-        int served = 0;
-        http::Server big([&](const http::Request& r, http::Responder out) {
-            ++served;
-            out.send(http::Response::text(200, QByteArray(size, r.path.back())));
-        });
-        QVERIFY(!big.listen(QHostAddress::LocalHost, 0));
-        HttpTestClient c(big.port());
-        c.send("GET /a HTTP/1.1\r\n\r\nGET /b HTTP/1.1\r\n\r\nGET /c HTTP/1.1\r\n\r\n");
-        for (const char tag : {'a', 'b', 'c'}) {
-            const HttpReply r = c.await(30000);
-            QCOMPARE(r.status, 200);
-            QCOMPARE(r.body.size(), size);
-            QCOMPARE(r.body.count(tag), size);
-        }
-        QCOMPARE(served, 3);
-
-        // A client that leaves in the middle of such an answer takes its connection with it.
-        HttpTestClient leaving(big.port());
-        leaving.send("GET /d HTTP/1.1\r\n\r\n");
-        QTRY_VERIFY(leaving.received.size() > 0);
-        leaving.socket.abort();
-        QTRY_COMPARE(big.connectionCount(), 1);
-        c.send("GET /e HTTP/1.1\r\n\r\n");
-        QCOMPARE(c.await(30000).body.count('e'), size);
-    }
-
     void discoveryAnswersWithThePort() {
         alpaca::DiscoveryResponder responder(f->port(), QHostAddress::LocalHost);
         const Status started = responder.start(0);
